@@ -1,0 +1,38 @@
+# What every target of the project is compiled and linked with.
+
+set(CMAKE_CXX_STANDARD 23)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
+set(CMAKE_OSX_DEPLOYMENT_TARGET 14.0 CACHE STRING "Oldest macOS that the program runs on")
+
+set(FERNCREST_SANITIZE "" CACHE STRING "Sanitizers to build with, for instance address,undefined")
+
+add_library(ferncrest_settings INTERFACE)
+target_include_directories(ferncrest_settings INTERFACE "${PROJECT_SOURCE_DIR}")
+target_compile_options(ferncrest_settings INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -fstack-protector-strong)
+
+find_package(Threads REQUIRED)
+target_link_libraries(ferncrest_settings INTERFACE Threads::Threads)
+
+if(FERNCREST_SANITIZE)
+  target_compile_options(ferncrest_settings INTERFACE
+    -fsanitize=${FERNCREST_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1)
+  target_link_options(ferncrest_settings INTERFACE -fsanitize=${FERNCREST_SANITIZE})
+elseif(CMAKE_BUILD_TYPE STREQUAL "Release")
+  target_compile_options(ferncrest_settings INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+endif()
+
+# The program ships inside another product, so nothing may have to be installed beside it.
+function(ferncrest_standalone target)
+  if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
+    if(FERNCREST_SANITIZE)
+      target_link_options(${target} PRIVATE -pie)
+    else()
+      target_link_options(${target} PRIVATE -static-pie)
+    endif()
+    target_link_options(${target} PRIVATE LINKER:-z,relro,-z,now)
+  endif()
+endfunction()

@@ -1,0 +1,25 @@
+#include "platform/failure.h"
+
+#include <array>
+#include <cstring>
+
+namespace ferncrest {
+
+namespace {
+
+// strerror_r comes in two forms: POSIX fills the buffer, GNU returns the text.
+[[maybe_unused]] const char* messageOf(int status, const char* buffer) {
+  return status == 0 ? buffer : "Unknown error";
+}
+[[maybe_unused]] const char* messageOf(const char* text, const char* /*buffer*/) {
+  return text;
+}
+
+}  // namespace
+
+Failure systemFailure(int errorNumber) {
+  std::array<char, 256> buffer{};
+  return Failure{messageOf(strerror_r(errorNumber, buffer.data(), buffer.size()), buffer.data())};
+}
+
+}  // namespace ferncrest

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <expected>
+#include <string>
+#include <string_view>
+
+#include "protocol/decoding_error.h"
+#include "protocol/envelope.h"
+
+// Envelopes to their exact JSON text and back. Nothing is kept between calls; any thread may call.
+
+namespace ferncrest {
+
+/// The envelope as compact JSON with sorted keys, without a line end.
+std::string encodeEnvelope(const BridgeEnvelope& envelope);
+
+/// The same with its line feed: the bytes of one message on a stream.
+std::string encodeEnvelopeLine(const BridgeEnvelope& envelope);
+
+/// The envelope in `text`, which must be valid UTF-8 and exactly one JSON value. Malformed JSON
+/// anywhere is reported before any other fault, and those in the fields' declared order.
+std::expected<BridgeEnvelope, DecodingError> decodeEnvelope(std::string_view text);
+
+}  // namespace ferncrest

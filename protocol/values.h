@@ -1,0 +1,96 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+// The values inside the envelopes' records. All texts are valid UTF-8 and may hold any character.
+
+namespace ferncrest {
+
+struct ConversationScope {
+  std::string id;
+  std::string title;
+  bool operator==(const ConversationScope&) const = default;
+};
+
+struct ChannelScope {
+  std::string id;
+  std::string title;
+  bool operator==(const ChannelScope&) const = default;
+};
+
+struct ThreadScope {
+  std::string id;
+  std::optional<std::string> title;
+  bool operator==(const ThreadScope&) const = default;
+};
+
+/// A scope for trying out a host, named by its title alone.
+struct TestOnlyScope {
+  std::string title;
+  bool operator==(const TestOnlyScope&) const = default;
+};
+
+/// What to listen to.
+using BridgeScope = std::variant<ConversationScope, ChannelScope, ThreadScope, TestOnlyScope>;
+
+struct DisconnectedState {
+  bool operator==(const DisconnectedState&) const = default;
+};
+
+struct ConnectingState {
+  bool operator==(const ConnectingState&) const = default;
+};
+
+struct ConnectedState {
+  std::optional<std::string> accountDisplayName;
+  bool operator==(const ConnectedState&) const = default;
+};
+
+struct ErrorState {
+  std::string message;
+  bool operator==(const ErrorState&) const = default;
+};
+
+/// The state of the connection to the messaging platform.
+using BridgeConnectionState =
+    std::variant<DisconnectedState, ConnectingState, ConnectedState, ErrorState>;
+
+/// A file that goes with a message. The service interprets none of its fields.
+struct BridgeAttachment {
+  std::optional<std::string> id;
+  std::string kind;
+  std::string fileName;
+  std::string mimeType;
+  std::optional<std::string> localPath;
+  std::optional<std::string> dataBase64;
+  std::optional<std::string> caption;
+  bool operator==(const BridgeAttachment&) const = default;
+};
+
+/// A message that the host wants sent.
+struct BridgeOutboundMessage {
+  std::string conversationId;
+  std::string text;
+  std::optional<std::string> replyToMessageId;
+  std::optional<std::vector<BridgeAttachment>> attachments;  ///< none and empty are different
+  bool operator==(const BridgeOutboundMessage&) const = default;
+};
+
+/// A message received on the platform.
+struct BridgeInboundMessageEvent {
+  std::string messageId;
+  std::string conversationId;
+  std::string conversationTitle;
+  std::string senderId;
+  std::string senderDisplayName;
+  std::string text;
+  std::string timestampISO8601;
+  bool isDirectMessage = false;
+  std::optional<std::string> rawReference;
+  bool operator==(const BridgeInboundMessageEvent&) const = default;
+};
+
+}  // namespace ferncrest

@@ -1,0 +1,56 @@
+# shellcheck shell=bash
+# Shared by the commands beside this file: finding what is missing, installing it, building.
+# All that is said here goes to standard error, and standard input is left alone.
+
+cd "$(dirname "${BASH_SOURCE[0]}")/.." || exit 1
+
+if [ "$(uname)" = Darwin ]; then
+  packages_to_build=(cmake ninja utf8proc)
+  packages_to_test=(googletest simdjson)
+else
+  packages_to_build=(g++ cmake ninja-build libutf8proc-dev)
+  packages_to_test=(libgtest-dev libsimdjson-dev)
+fi
+
+as_root() {
+  if [ "$(id -u)" -eq 0 ]; then "$@"; else sudo "$@"; fi
+}
+
+installed_packages() {
+  if [ "$(uname)" = Darwin ]; then
+    brew list --formula -1
+  else
+    dpkg-query -W -f '${Package} ${db:Status-Status}\n' "$@" 2>/dev/null | sed -n 's/ installed$//p'
+  fi
+}
+
+# need PACKAGE...: installs those that are not there yet, through the system's package manager.
+need() {
+  local installed package absent=()
+  installed=$(installed_packages "$@" || true)
+  for package in "$@"; do
+    grep -qxF "$package" <<<"$installed" || absent+=("$package")
+  done
+  if [ "${#absent[@]}" -gt 0 ]; then
+    printf 'Installing %s\n' "${absent[*]}" >&2
+    install_packages "${absent[@]}" </dev/null >&2
+  fi
+}
+
+install_packages() {
+  if [ "$(uname)" = Darwin ]; then
+    brew install --quiet "$@"
+  else
+    as_root apt-get update -qq
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "$@"
+  fi
+}
+
+# quietly COMMAND...: shows what the command prints only if it fails.
+quietly() {
+  local output
+  output=$("$@" </dev/null 2>&1) || {
+    printf '%s\n' "$output" >&2
+    return 1
+  }
+}

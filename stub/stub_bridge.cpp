@@ -1,0 +1,80 @@
+#include "stub/stub_bridge.h"
+
+#include <utility>
+#include <variant>
+
+#include "stub/synthetic_messages.h"
+
+namespace ferncrest {
+
+namespace {
+
+Outcome reportState(const StubBridge& stub) {
+  return stub.emit(BridgeStateChangedEvent{stub.connectionState});
+}
+
+Outcome emitMessage(const StubBridge& stub,
+                    std::expected<BridgeInboundMessageEvent, Failure> message) {
+  if (!message) {
+    return std::unexpected(std::move(message.error()));
+  }
+  return stub.emit(BridgeInboundEvent{std::move(*message)});
+}
+
+Outcome reportScopeUnavailable(const StubBridge& stub, const std::string& title) {
+  if (stub.fallbackReason) {
+    return stub.emit(BridgeErrorEvent{"Managed bridge backend is unavailable for '" + title +
+                                      "': " + *stub.fallbackReason});
+  }
+  return stub.emit(
+      BridgeErrorEvent{"Managed bridge service is running, but real WhatsApp capture for '" +
+                       title + "' is not implemented yet."});
+}
+
+Outcome listenTo(const StubBridge& stub, TestOnlyScope& scope) {
+  return emitMessage(stub, makeSelfTestMessage(stub.random, std::move(scope.title)));
+}
+
+Outcome listenTo(const StubBridge& stub, const ThreadScope& scope) {
+  return reportScopeUnavailable(stub, scope.title.value_or("Thread"));
+}
+
+Outcome listenTo(const StubBridge& stub, const ConversationScope& scope) {
+  return reportScopeUnavailable(stub, scope.title);
+}
+
+Outcome listenTo(const StubBridge& stub, const ChannelScope& scope) {
+  return reportScopeUnavailable(stub, scope.title);
+}
+
+}  // namespace
+
+Outcome announce(const StubBridge& stub) {
+  const Outcome greeted =
+      stub.emit(BridgeHello{std::string(stub.platform), std::string(stub.bridgeVersion)});
+  return greeted ? reportState(stub) : greeted;
+}
+
+Outcome handleConnect(const StubBridge& stub) {
+  stub.connectionState = ConnectingState{};
+  if (const Outcome reported = reportState(stub); !reported) {
+    return reported;
+  }
+  stub.connectionState = ConnectedState{std::string(stub.accountDisplayName)};
+  return reportState(stub);
+}
+
+Outcome handleDisconnect(const StubBridge& stub) {
+  stub.connectionState = DisconnectedState{};
+  return reportState(stub);
+}
+
+Outcome handleStartListening(const StubBridge& stub, BridgeScope scope) {
+  return std::visit([&](auto& kind) { return listenTo(stub, kind); }, scope);
+}
+
+Outcome handleSendMessage(const StubBridge& stub, BridgeOutboundMessage message) {
+  return emitMessage(stub, makeEchoMessage(stub.random, std::move(message)));
+}
+
+}  // namespace ferncrest

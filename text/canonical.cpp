@@ -1,0 +1,71 @@
+#include "text/canonical.h"
+
+#include <utf8proc.h>
+
+#include <algorithm>
+#include <array>
+#include <iterator>
+#include <string>
+
+#include "text/utf8.h"
+
+namespace ferncrest {
+
+namespace {
+
+int combiningClass(char32_t codePoint) {
+  return utf8proc_get_property(static_cast<utf8proc_int32_t>(codePoint))->combining_class;
+}
+
+bool isStarter(char32_t codePoint) {
+  return combiningClass(codePoint) == 0;
+}
+
+void appendDecomposition(std::u32string& text, char32_t codePoint) {
+  std::array<utf8proc_int32_t, 8> parts{};  // no canonical decomposition has more than four
+  int boundClass = 0;
+  const utf8proc_ssize_t count =
+      utf8proc_decompose_char(static_cast<utf8proc_int32_t>(codePoint), parts.data(), parts.size(),
+                              UTF8PROC_DECOMPOSE, &boundClass);
+  for (utf8proc_ssize_t index = 0; index < count; ++index) {
+    text += static_cast<char32_t>(parts.at(static_cast<std::size_t>(index)));
+  }
+}
+
+// Sorting each run of marks stays fast on the long runs that a hostile text may hold.
+void orderMarks(std::u32string& text) {
+  auto run = text.begin();
+  while (run != text.end()) {
+    run = std::find_if_not(run, text.end(), isStarter);
+    const auto end = std::find_if(run, text.end(), isStarter);
+    std::stable_sort(run, end, [](char32_t left, char32_t right) {
+      return combiningClass(left) < combiningClass(right);
+    });
+    run = end;
+  }
+}
+
+std::u32string canonicalForm(std::string_view text) {
+  std::u32string form;
+  while (!text.empty()) {
+    const Utf8Step step = utf8StepAt(text);
+    appendDecomposition(form, step.codePoint);
+    text.remove_prefix(step.length);
+  }
+  orderMarks(form);
+  return form;
+}
+
+}  // namespace
+
+bool canonicallyEqual(std::string_view left, std::string_view right) {
+  if (left == right) {
+    return true;
+  }
+  if ((isAscii(left) && isAscii(right)) || !isValidUtf8(left) || !isValidUtf8(right)) {
+    return false;
+  }
+  return canonicalForm(left) == canonicalForm(right);
+}
+
+}  // namespace ferncrest

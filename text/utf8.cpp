@@ -1,0 +1,129 @@
+#include "text/utf8.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
+
+namespace ferncrest {
+
+namespace {
+
+constexpr char32_t replacementCharacter = 0xFFFD;
+constexpr std::string_view replacementBytes = "\xEF\xBF\xBD";
+
+std::uint8_t byteAt(std::string_view bytes, std::size_t index) {
+  return static_cast<std::uint8_t>(bytes[index]);
+}
+
+// What may follow a lead byte: how many bytes, and the range of the first of them. The narrow
+// ranges keep out overlong forms, surrogates and everything above U+10FFFF.
+struct Lead {
+  std::size_t length;
+  std::uint8_t secondLow;
+  std::uint8_t secondHigh;
+};
+
+constexpr Lead leadOf(std::uint8_t byte) {
+  if (byte >= 0xC2 && byte <= 0xDF) {
+    return {2, 0x80, 0xBF};
+  }
+  if (byte >= 0xE0 && byte <= 0xEF) {
+    return {3, static_cast<std::uint8_t>(byte == 0xE0 ? 0xA0 : 0x80),
+            static_cast<std::uint8_t>(byte == 0xED ? 0x9F : 0xBF)};
+  }
+  if (byte >= 0xF0 && byte <= 0xF4) {
+    return {4, static_cast<std::uint8_t>(byte == 0xF0 ? 0x90 : 0x80),
+            static_cast<std::uint8_t>(byte == 0xF4 ? 0x8F : 0xBF)};
+  }
+  return {0, 0, 0};
+}
+
+constexpr Utf8Step illFormed(std::size_t length) {
+  return {replacementCharacter, length, false};
+}
+
+// How many bytes at the front are ASCII, counted in whole words and so at times a few too low.
+std::size_t asciiPrefixLength(std::string_view bytes) {
+  constexpr std::uint64_t highBits = 0x8080808080808080U;
+  using Words = std::array<std::uint64_t, 4>;
+  Words words{};
+  std::size_t length = 0;
+  for (; length + sizeof words <= bytes.size(); length += sizeof words) {
+    std::memcpy(words.data(), bytes.data() + length, sizeof words);
+    if (((words[0] | words[1] | words[2] | words[3]) & highBits) != 0) {
+      break;
+    }
+  }
+  for (; length + sizeof words[0] <= bytes.size(); length += sizeof words[0]) {
+    std::memcpy(words.data(), bytes.data() + length, sizeof words[0]);
+    if ((words[0] & highBits) != 0) {
+      break;
+    }
+  }
+  return length;
+}
+
+// The length of the well-formed text at the front.
+std::size_t wellFormedLength(std::string_view bytes) {
+  std::size_t length = asciiPrefixLength(bytes);
+  while (length < bytes.size()) {
+    const Utf8Step step = utf8StepAt(bytes.substr(length));
+    if (!step.wellFormed) {
+      break;
+    }
+    length += step.length;
+    if (step.length == 1) {
+      length += asciiPrefixLength(bytes.substr(length));
+    }
+  }
+  return length;
+}
+
+}  // namespace
+
+Utf8Step utf8StepAt(std::string_view bytes) {
+  const std::uint8_t first = byteAt(bytes, 0);
+  if (first < 0x80) {
+    return {first, 1, true};
+  }
+  const Lead lead = leadOf(first);
+  if (lead.length == 0 || bytes.size() < 2 || byteAt(bytes, 1) < lead.secondLow ||
+      byteAt(bytes, 1) > lead.secondHigh) {
+    return illFormed(1);
+  }
+  char32_t codePoint = first & (0x7FU >> lead.length);
+  for (std::size_t index = 1; index < lead.length; ++index) {
+    if (index == bytes.size() || (byteAt(bytes, index) & 0xC0U) != 0x80) {
+      return illFormed(index);
+    }
+    codePoint = (codePoint << 6U) | (byteAt(bytes, index) & 0x3FU);
+  }
+  return {codePoint, lead.length, true};
+}
+
+bool isAscii(std::string_view bytes) {
+  bytes.remove_prefix(asciiPrefixLength(bytes));
+  return std::ranges::all_of(bytes,
+                             [](char byte) { return static_cast<std::uint8_t>(byte) < 0x80; });
+}
+
+bool isValidUtf8(std::string_view bytes) {
+  return wellFormedLength(bytes) == bytes.size();
+}
+
+std::string repairedUtf8(std::string_view bytes) {
+  std::string repaired;
+  for (;;) {
+    const std::size_t length = wellFormedLength(bytes);
+    repaired += bytes.substr(0, length);
+    bytes.remove_prefix(length);
+    if (bytes.empty()) {
+      return repaired;
+    }
+    repaired += replacementBytes;
+    bytes.remove_prefix(utf8StepAt(bytes).length);
+  }
+}
+
+}  // namespace ferncrest
