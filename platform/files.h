@@ -9,6 +9,6 @@ namespace ferncrest {
 
 /// The whole content of the file at `path` (relative paths start at the current directory), or the
 /// system's words when it cannot be opened or read. Any thread.
-std::expected<std::string, Failure> readFile(const std::string& path);
+[[nodiscard]] std::expected<std::string, Failure> readFile(const std::string& path);
 
 }  // namespace ferncrest

@@ -11,11 +11,11 @@ namespace ferncrest {
 
 /// Reads what is there into `buffer`, waiting until there is something; 0 means end of input.
 /// Survives interruptions and descriptors in non-blocking mode. Any thread.
-std::expected<std::size_t, Failure> readSome(int fd, std::span<char> buffer);
+[[nodiscard]] std::expected<std::size_t, Failure> readSome(int fd, std::span<char> buffer);
 
 /// Writes every byte or fails with the system's words; what was written before a failure stays
 /// written. Survives interruptions, short counts and non-blocking mode. Any thread.
-Outcome writeAll(int fd, std::string_view bytes);
+[[nodiscard]] Outcome writeAll(int fd, std::string_view bytes);
 
 /// Whether a read from `fd` would return at once, with data, end of input or an error.
 bool isReadable(int fd);

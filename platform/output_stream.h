@@ -30,7 +30,7 @@ class OutputStream {
   };
 
   /// Waits for the turn and writes every byte in it.
-  Outcome write(std::string_view bytes) { return Turn(*this).write(bytes); }
+  [[nodiscard]] Outcome write(std::string_view bytes) { return Turn(*this).write(bytes); }
 
  private:
   std::mutex mutex_;

@@ -16,7 +16,7 @@ class RandomBytes {
   using Block = std::array<std::uint8_t, 16>;
 
   /// Sixteen bytes that were never given before, or the system's words if it has none to give.
-  std::expected<Block, Failure> next();
+  [[nodiscard]] std::expected<Block, Failure> next();
 
  private:
   static constexpr std::size_t batchSize = 16;

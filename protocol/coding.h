@@ -19,6 +19,6 @@ std::string encodeEnvelopeLine(const BridgeEnvelope& envelope);
 
 /// The envelope in `text`, which must be valid UTF-8 and exactly one JSON value. Malformed JSON
 /// anywhere is reported before any other fault, and those in the fields' declared order.
-std::expected<BridgeEnvelope, DecodingError> decodeEnvelope(std::string_view text);
+[[nodiscard]] std::expected<BridgeEnvelope, DecodingError> decodeEnvelope(std::string_view text);
 
 }  // namespace ferncrest

@@ -36,7 +36,7 @@ Decoded under(std::string_view key, Decoded outcome) {
 Decoded rejectValue(JsonReader& reader, std::string_view expectedType) {
   const bool isNull = reader.peek() == Kind::null;
   reader.skipValue();
-  std::string description = "Expected " + std::string(expectedType);
+  const std::string description = "Expected " + std::string(expectedType);
   if (isNull) {
     return fault(DecodingError::Kind::nullValue, expectedType, description + ", found null.");
   }
@@ -156,7 +156,7 @@ class RecordDecoder {
   Decoded judgeField() {
     constexpr auto& field = std::get<index>(fields);
     if (faultyField_ == index) {
-      return std::move(fault_);
+      return fault_;
     }
     using Value = std::remove_reference_t<decltype(record_.*field.member)>;
     if (!found_[index] && !isOptional<Value>) {

@@ -32,12 +32,12 @@ constexpr std::uint64_t bytesEqualTo(std::uint64_t word, char byte) {
 
 template <Solidus solidus>
 constexpr bool hasSpecial(std::uint64_t word) {
-  std::uint64_t found = ((word - lowBits * 0x20) & ~word & highBits) | bytesEqualTo(word, '"') |
-                        bytesEqualTo(word, '\\');
+  const std::uint64_t always = ((word - lowBits * 0x20) & ~word & highBits) |
+                               bytesEqualTo(word, '"') | bytesEqualTo(word, '\\');
   if constexpr (solidus == Solidus::special) {
-    found |= bytesEqualTo(word, '/');
+    return (always | bytesEqualTo(word, '/')) != 0;
   }
-  return found != 0;
+  return always != 0;
 }
 
 }  // namespace scan

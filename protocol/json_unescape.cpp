@@ -7,9 +7,10 @@ namespace ferncrest {
 namespace {
 
 char32_t takeHex4(std::string_view& escaped) {
-  unsigned unit = 0;
-  std::from_chars(escaped.data(), escaped.data() + 4, unit, 16);
+  const std::string_view digits = escaped.substr(0, 4);
   escaped.remove_prefix(4);
+  unsigned unit = 0;
+  std::from_chars(digits.begin(), digits.end(), unit, 16);
   return unit;
 }
 

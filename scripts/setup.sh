@@ -4,6 +4,7 @@
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.." || exit 1
 
+# shellcheck disable=SC2034  # for the commands that read this file
 if [ "$(uname)" = Darwin ]; then
   packages_to_build=(cmake ninja utf8proc)
   packages_to_test=(googletest simdjson)

@@ -15,7 +15,7 @@ struct ServiceOutput {
 };
 
 /// Writes the envelope's whole line at once, or returns why that failed. Any thread.
-Outcome emitEnvelope(OutputStream& events, const BridgeEnvelope& envelope);
+[[nodiscard]] Outcome emitEnvelope(OutputStream& events, const BridgeEnvelope& envelope);
 
 /// Writes `text` unchanged, line feed and prefix included; a failure is swallowed. Any thread.
 void writeDiagnostic(OutputStream& diagnostics, std::string_view text);

@@ -9,6 +9,6 @@ namespace ferncrest {
 
 /// Serves the host until `input` ends. Fails when standard output can no longer be written.
 /// Main thread, once a process.
-Outcome run(BridgeService& service, LineReader& input, const ServiceOutput& output);
+[[nodiscard]] Outcome run(BridgeService& service, LineReader& input, const ServiceOutput& output);
 
 }  // namespace ferncrest

@@ -9,6 +9,6 @@ namespace ferncrest {
 
 /// Serves the host without a backend: announces the stub, then answers the requests that `input`
 /// still holds until it ends. Fails when an envelope cannot be written to `output`. Main thread.
-Outcome runStub(BridgeService& service, LineReader& input, OutputStream& output);
+[[nodiscard]] Outcome runStub(BridgeService& service, LineReader& input, OutputStream& output);
 
 }  // namespace ferncrest

@@ -30,11 +30,11 @@ struct StubBridge {
 };
 
 /// Greets the host and reports the current state, before any request is read.
-Outcome announce(const StubBridge& stub);
+[[nodiscard]] Outcome announce(const StubBridge& stub);
 
-Outcome handleConnect(const StubBridge& stub);
-Outcome handleDisconnect(const StubBridge& stub);
-Outcome handleStartListening(const StubBridge& stub, BridgeScope scope);
-Outcome handleSendMessage(const StubBridge& stub, BridgeOutboundMessage message);
+[[nodiscard]] Outcome handleConnect(const StubBridge& stub);
+[[nodiscard]] Outcome handleDisconnect(const StubBridge& stub);
+[[nodiscard]] Outcome handleStartListening(const StubBridge& stub, BridgeScope scope);
+[[nodiscard]] Outcome handleSendMessage(const StubBridge& stub, BridgeOutboundMessage message);
 
 }  // namespace ferncrest

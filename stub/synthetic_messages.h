@@ -13,11 +13,11 @@
 namespace ferncrest {
 
 /// The answer to listening to a test scope with this title.
-std::expected<BridgeInboundMessageEvent, Failure> makeSelfTestMessage(RandomBytes& random,
-                                                                      std::string title);
+[[nodiscard]] std::expected<BridgeInboundMessageEvent, Failure> makeSelfTestMessage(
+    RandomBytes& random, std::string title);
 
 /// The sent message as it comes back. Takes the message over: its text may be large.
-std::expected<BridgeInboundMessageEvent, Failure> makeEchoMessage(RandomBytes& random,
-                                                                  BridgeOutboundMessage message);
+[[nodiscard]] std::expected<BridgeInboundMessageEvent, Failure> makeEchoMessage(
+    RandomBytes& random, BridgeOutboundMessage message);
 
 }  // namespace ferncrest

@@ -4,8 +4,10 @@
 
 #include <algorithm>
 #include <array>
-#include <iterator>
+#include <compare>
+#include <cstddef>
 #include <string>
+#include <vector>
 
 #include "text/utf8.h"
 
@@ -32,16 +34,26 @@ void appendDecomposition(std::u32string& text, char32_t codePoint) {
   }
 }
 
+// A mark with what its place among its neighbours depends on, most important first.
+struct Mark {
+  int combiningClass;
+  std::size_t position;
+  char32_t codePoint;
+  auto operator<=>(const Mark&) const = default;
+};
+
 // Sorting each run of marks stays fast on the long runs that a hostile text may hold.
 void orderMarks(std::u32string& text) {
-  auto run = text.begin();
-  while (run != text.end()) {
-    run = std::find_if_not(run, text.end(), isStarter);
-    const auto end = std::find_if(run, text.end(), isStarter);
-    std::stable_sort(run, end, [](char32_t left, char32_t right) {
-      return combiningClass(left) < combiningClass(right);
-    });
-    run = end;
+  std::vector<Mark> run;
+  for (std::size_t index = 0; index <= text.size(); ++index) {
+    if (index < text.size() && !isStarter(text[index])) {
+      run.push_back({combiningClass(text[index]), index, text[index]});
+      continue;
+    }
+    std::ranges::sort(run);
+    const auto begin = text.begin() + static_cast<std::ptrdiff_t>(index - run.size());
+    std::ranges::transform(run, begin, &Mark::codePoint);
+    run.clear();
   }
 }
 

@@ -1,0 +1,200 @@
+#include "process.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "platform/io.h"
+
+namespace ferncrest::testing {
+
+namespace {
+
+// Only a fault reaches it; long enough for a sanitizer on a busy machine.
+constexpr std::chrono::seconds deadline{60};
+constexpr int deadlineMilliseconds = 60'000;
+
+const std::string launchToken = "0123456789abcdef0123456789abcdef";
+
+struct Pipe {
+  Pipe() {
+    std::array<int, 2> ends{};
+    if (::pipe(ends.data()) != 0) {
+      throw std::runtime_error("no pipe");
+    }
+    readEnd = Fd(::fcntl(ends[0], F_DUPFD_CLOEXEC, 3));
+    writeEnd = Fd(::fcntl(ends[1], F_DUPFD_CLOEXEC, 3));
+    ::close(ends[0]);
+    ::close(ends[1]);
+  }
+  Fd readEnd;
+  Fd writeEnd;
+};
+
+[[noreturn]] void execute(const std::vector<std::string>& arguments,
+                          const Environment& environment) {
+  std::vector<std::string> entries;
+  for (const auto& [name, value] : environment) {
+    entries.push_back(name + "=" + value);
+  }
+  const auto pointers = [](auto& texts) {
+    std::vector<char*> list;
+    for (auto& text : texts) {
+      list.push_back(const_cast<char*>(text.c_str()));
+    }
+    list.push_back(nullptr);
+    return list;
+  };
+  ::execve(arguments.front().c_str(), pointers(arguments).data(), pointers(entries).data());
+  ::_exit(126);
+}
+
+}  // namespace
+
+TemporaryDirectory::TemporaryDirectory() {
+  std::string name = std::filesystem::temp_directory_path() / "ferncrest-test-XXXXXX";
+  if (::mkdtemp(name.data()) == nullptr) {
+    throw std::runtime_error("no temporary directory");
+  }
+  directory_ = std::filesystem::canonical(name);
+}
+
+TemporaryDirectory::~TemporaryDirectory() {
+  std::error_code ignored;
+  std::filesystem::remove_all(directory_, ignored);
+}
+
+std::string TemporaryDirectory::path(std::string_view name) const {
+  return name.empty() ? directory_ : directory_ + "/" + std::string(name);
+}
+
+std::string TemporaryDirectory::file(std::string_view name, std::string_view content,
+                                     mode_t mode) const {
+  std::ofstream(path(name), std::ios::binary) << content;
+  ::chmod(path(name).c_str(), mode);
+  return path(name);
+}
+
+Service::Service(const Launch& launch) {
+  std::vector<std::string> arguments{SERVICE_PATH};
+  arguments.insert(arguments.end(), launch.arguments.begin(), launch.arguments.end());
+  Environment environment = launch.environment;
+  environment.emplace("FERNCREST_MANAGED_BRIDGE_DATA_DIR", directory_.path("data"));
+  if (launch.authorized) {
+    environment.emplace("FERNCREST_HELPER_LAUNCH_TOKEN", launchToken);
+    environment.emplace("FERNCREST_HELPER_LAUNCH_TOKEN_FILE",
+                        directory_.file("token", launchToken + "\n"));
+  }
+  Pipe in;
+  Pipe out;
+  Pipe err;
+  ::signal(SIGPIPE, SIG_IGN);
+  pid_ = ::fork();
+  if (pid_ == 0) {
+    ::signal(SIGPIPE, SIG_DFL);
+    ::dup2(in.readEnd.get(), 0);
+    ::dup2(out.writeEnd.get(), 1);
+    ::dup2(err.writeEnd.get(), 2);
+    if (launch.inChild) {
+      launch.inChild();
+    }
+    execute(arguments, environment);
+  }
+  input_ = std::move(in.writeEnd);
+  output_.fd = std::move(out.readEnd);
+  errors_.fd = std::move(err.readEnd);
+}
+
+Service::~Service() {
+  if (pid_ > 0) {
+    ::kill(pid_, SIGKILL);
+    ::waitpid(pid_, nullptr, 0);
+  }
+}
+
+void Service::write(std::string_view bytes) const {
+  ASSERT_TRUE(writeAll(input_.get(), bytes).has_value());
+}
+
+void Service::tryWrite(std::string_view bytes) const {
+  static_cast<void>(writeAll(input_.get(), bytes).has_value());
+}
+
+// False at the end of the stream.
+bool Service::Stream::readMore() {
+  pollfd waiting{.fd = fd.get(), .events = POLLIN, .revents = 0};
+  if (::poll(&waiting, 1, deadlineMilliseconds) != 1) {
+    throw std::runtime_error("nothing came before the deadline");
+  }
+  std::string block(65536, '\0');
+  block.resize(readSome(fd.get(), block).value_or(0));
+  ahead += block;
+  return !block.empty();
+}
+
+std::string Service::Stream::take(std::size_t count) {
+  std::string taken = ahead.substr(0, count);
+  ahead.erase(0, count);
+  return taken;
+}
+
+std::string Service::readLine(Stream& stream) {
+  std::size_t lineFeed = stream.ahead.find('\n');
+  while (lineFeed == std::string::npos) {
+    const std::size_t searched = stream.ahead.size();
+    if (!stream.readMore()) {
+      return stream.take(std::string::npos);
+    }
+    lineFeed = stream.ahead.find('\n', searched);
+  }
+  return stream.take(lineFeed + 1);
+}
+
+std::string Service::readRest(Stream& stream) {
+  while (stream.readMore()) {
+  }
+  return stream.take(std::string::npos);
+}
+
+std::string Service::readBytes(std::size_t count) {
+  while (output_.ahead.size() < count && output_.readMore()) {
+  }
+  return output_.take(count);
+}
+
+int Service::wait() {
+  int status = 0;
+  if (!eventually([&] { return ::waitpid(pid_, &status, WNOHANG) == pid_; })) {
+    throw std::runtime_error("the service did not end before the deadline");
+  }
+  pid_ = -1;
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+int Service::finish() {
+  closeInput();
+  return wait();
+}
+
+bool eventually(const std::function<bool()>& holds) {
+  const auto end = std::chrono::steady_clock::now() + deadline;
+  while (!holds()) {
+    if (std::chrono::steady_clock::now() > end) {
+      return false;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return true;
+}
+
+}  // namespace ferncrest::testing

@@ -1,0 +1,97 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/environment.h"
+#include "platform/fd.h"
+
+namespace ferncrest::testing {
+
+/// A directory of the test's own that goes away with everything in it.
+class TemporaryDirectory {
+ public:
+  TemporaryDirectory();
+  TemporaryDirectory(const TemporaryDirectory&) = delete;
+  TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+  ~TemporaryDirectory();
+
+  [[nodiscard]] std::string path(std::string_view name = "") const;
+  /// Writes a file with these permissions and returns its path.
+  [[nodiscard]] std::string file(std::string_view name, std::string_view content,
+                                 mode_t mode = 0600) const;
+
+ private:
+  std::string directory_;
+};
+
+/// The service as a host runs it, with its three streams. Every wait has a deadline that ends the
+/// test; a service that still runs at the end is killed.
+class Service {
+ public:
+  struct Launch {
+    std::vector<std::string> arguments = {};
+    Environment environment = {};        ///< besides the launch token
+    std::function<void()> inChild = {};  ///< odd conditions to set before the program starts
+    bool authorized = true;
+  };
+
+  Service() : Service(Launch{}) {}
+  explicit Service(const Launch& launch);
+  Service(const Service&) = delete;
+  Service& operator=(const Service&) = delete;
+  ~Service();
+
+  void write(std::string_view bytes) const;
+  void closeInput() { input_.reset(); }
+  void closeOutput() { output_.fd.reset(); }
+  void closeErrors() { errors_.fd.reset(); }
+
+  /// The same for an input that the service may not be reading.
+  void tryWrite(std::string_view bytes) const;
+  /// Standard output up to and including the next line feed, or to its end.
+  std::string readLine() { return readLine(output_); }
+  std::string readErrorLine() { return readLine(errors_); }
+  /// What is left of a stream until every writer has closed it.
+  std::string readRest() { return readRest(output_); }
+  std::string readErrors() { return readRest(errors_); }
+  /// Exactly this many bytes of standard output.
+  std::string readBytes(std::size_t count);
+
+  /// Waits for the end: the exit status, or the negated number of the signal that ended it.
+  int wait();
+  /// Closes the input and waits.
+  int finish();
+
+  [[nodiscard]] pid_t pid() const { return pid_; }
+  [[nodiscard]] int inputFd() const { return input_.get(); }
+  [[nodiscard]] int outputFd() const { return output_.fd.get(); }
+
+ private:
+  // A stream of the service, with what was read of it but not yet asked for.
+  struct Stream {
+    Fd fd;
+    std::string ahead;
+
+    bool readMore();
+    std::string take(std::size_t count);
+  };
+
+  static std::string readLine(Stream& stream);
+  static std::string readRest(Stream& stream);
+
+  TemporaryDirectory directory_;
+  Fd input_;
+  Stream output_;
+  Stream errors_;
+  pid_t pid_ = -1;
+};
+
+/// Waits until `holds` is true, looking again and again; false when the deadline passes first.
+bool eventually(const std::function<bool()>& holds);
+
+}  // namespace ferncrest::testing
