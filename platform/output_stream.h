@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+#include <cstddef>
 #include <mutex>
 #include <string_view>
 
@@ -15,8 +17,8 @@ class OutputStream {
   OutputStream(const OutputStream&) = delete;
   OutputStream& operator=(const OutputStream&) = delete;
 
-  /// The right to speak: while a turn is held, nobody else writes. Taken last of all locks but for
-  /// those that are never held across a wait.
+  /// The right to speak: while a turn is held, nobody else writes. Whoever holds one may be waiting
+  /// for the host, so no lock that others need is held while taking one.
   class Turn {
    public:
     explicit Turn(OutputStream& stream) : lock_(stream.mutex_), fd_(stream.fd_) {}
@@ -24,16 +26,22 @@ class OutputStream {
     /// Writes every byte, waiting for the host as long as it takes, or fails.
     [[nodiscard]] Outcome write(std::string_view bytes) const;
 
+    /// Moves bytes from a pipe that has some, as moveBytes does; waits for the host.
+    [[nodiscard]] std::ptrdiff_t moveFrom(int pipe, std::size_t most) const;
+
    private:
-    std::unique_lock<std::mutex> lock_;
+    std::unique_lock<std::timed_mutex> lock_;
     int fd_;
   };
 
   /// Waits for the turn and writes every byte in it.
   [[nodiscard]] Outcome write(std::string_view bytes) { return Turn(*this).write(bytes); }
 
+  /// Writes what the host takes within `patience`; the rest is lost.
+  void offer(std::string_view bytes, std::chrono::milliseconds patience);
+
  private:
-  std::mutex mutex_;
+  std::timed_mutex mutex_;
   int fd_;
 };
 

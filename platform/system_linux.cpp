@@ -1,4 +1,9 @@
+#include <fcntl.h>
 #include <sys/mman.h>
+#include <unistd.h>
+
+#include <array>
+#include <climits>
 
 #include "platform/system.h"
 
@@ -6,6 +11,35 @@ namespace ferncrest {
 
 void* resizePages(void* pages, std::size_t oldSize, std::size_t newSize) {
   return ::mremap(pages, oldSize, newSize, MREMAP_MAYMOVE);
+}
+
+int openPipe(int& readEnd, int& writeEnd) {
+  std::array<int, 2> ends{};
+  const int status = ::pipe2(ends.data(), O_CLOEXEC);
+  readEnd = ends[0];
+  writeEnd = ends[1];
+  return status;
+}
+
+int keepOnlyStandardStreams(posix_spawn_file_actions_t& actions, short& /*flags*/) {
+  return ::posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
+}
+
+std::ptrdiff_t moveBytes(int pipe, int stream, std::size_t most) {
+  return ::splice(pipe, nullptr, stream, nullptr, most, SPLICE_F_MOVE);
+}
+
+std::optional<std::string> ownExecutablePath() {
+  std::array<char, PATH_MAX> buffer{};
+  const ssize_t length = ::readlink("/proc/self/exe", buffer.data(), buffer.size());
+  if (length <= 0 || static_cast<std::size_t>(length) == buffer.size()) {
+    return std::nullopt;
+  }
+  return std::string(buffer.data(), static_cast<std::size_t>(length));
+}
+
+std::string userTemporaryDirectoryName() {
+  return {};
 }
 
 }  // namespace ferncrest

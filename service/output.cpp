@@ -1,5 +1,7 @@
 #include "service/output.h"
 
+#include <chrono>
+
 #include "protocol/coding.h"
 
 namespace ferncrest {
@@ -9,7 +11,7 @@ Outcome emitEnvelope(OutputStream& events, const BridgeEnvelope& envelope) {
 }
 
 void writeDiagnostic(OutputStream& diagnostics, std::string_view text) {
-  static_cast<void>(diagnostics.write(text));
+  diagnostics.offer(text, std::chrono::seconds(1));
 }
 
 }  // namespace ferncrest

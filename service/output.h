@@ -17,7 +17,8 @@ struct ServiceOutput {
 /// Writes the envelope's whole line at once, or returns why that failed. Any thread.
 [[nodiscard]] Outcome emitEnvelope(OutputStream& events, const BridgeEnvelope& envelope);
 
-/// Writes `text` unchanged, line feed and prefix included; a failure is swallowed. Any thread.
+/// Writes `text` unchanged, line feed and prefix included. A failure is swallowed, and a host that
+/// does not read its diagnostics holds up the service for a second at the most. Any thread.
 void writeDiagnostic(OutputStream& diagnostics, std::string_view text);
 
 }  // namespace ferncrest

@@ -1,0 +1,32 @@
+#include "backend/run_delegation.h"
+
+#include <memory>
+
+#include "backend/backend_proxy.h"
+#include "platform/paths.h"
+
+namespace ferncrest {
+
+Outcome runDelegation(const std::string& executablePath, const std::string& platform,
+                      const Environment& environment, LineReader& input, OutputStream& events,
+                      OutputStream& diagnostics) {
+  const auto proxy = std::make_shared<ManagedBridgeBackendProxy>(
+      ManagedBridgeBackendProxy::Configuration{
+          .executableURL = normalizedPath(executablePath, currentDirectory()),
+          .platform = platform,
+          .environment = environment},
+      events, diagnostics);
+  if (Outcome started = ManagedBridgeBackendProxy::start(proxy); !started) {
+    return started;
+  }
+  while (const auto line = input.next()) {
+    if (const auto sent = proxy->send(*line); !sent) {
+      proxy->giveUp();
+      return std::unexpected(Failure{sent.error().description()});
+    }
+  }
+  proxy->stop();
+  return {};
+}
+
+}  // namespace ferncrest
