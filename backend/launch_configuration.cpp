@@ -32,9 +32,8 @@ std::string resolveDataDirectory(const Environment& environment, std::string_vie
   }
   const auto ofUser = userTemporaryDirectory();
   const std::string base = ofUser ? *ofUser : generalTemporaryDirectory(environment);
-  std::string directory = normalizedPath(base, currentDirectory());
-  directory.append("/Ferncrest/ManagedBridge/").append(platform);
-  return directory;
+  return normalizedPath(base + "/Ferncrest/ManagedBridge/" + std::string(platform),
+                        currentDirectory());
 }
 
 Environment makeBackendEnvironment(const Environment& environment, const std::string& dataDirectory,

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <thread>
 
 #include "platform/io.h"
 #include "platform/system.h"
@@ -35,7 +36,12 @@ std::ptrdiff_t OutputStream::Turn::moveFrom(int pipe, std::size_t most) const {
 
 void OutputStream::offer(std::string_view bytes, std::chrono::milliseconds patience) {
   const auto deadline = Clock::now() + patience;
-  const std::unique_lock lock(mutex_, deadline);
+  std::unique_lock lock(mutex_, std::try_to_lock);
+  // Looked for again and again: whoever holds the turn waits for the host too, so it is rare.
+  while (!lock.owns_lock() && Clock::now() < deadline) {
+    std::this_thread::sleep_for(patience / 100);
+    static_cast<void>(lock.try_lock());
+  }
   while (lock.owns_lock() && !bytes.empty() && isReady(fd_, deadline)) {
     // A ready pipe takes this much at once; more could wait for ever.
     const std::size_t block = std::min(bytes.size(), std::size_t{PIPE_BUF});

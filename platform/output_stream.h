@@ -30,7 +30,7 @@ class OutputStream {
     [[nodiscard]] std::ptrdiff_t moveFrom(int pipe, std::size_t most) const;
 
    private:
-    std::unique_lock<std::timed_mutex> lock_;
+    std::unique_lock<std::mutex> lock_;
     int fd_;
   };
 
@@ -41,7 +41,7 @@ class OutputStream {
   void offer(std::string_view bytes, std::chrono::milliseconds patience);
 
  private:
-  std::timed_mutex mutex_;
+  std::mutex mutex_;
   int fd_;
 };
 

@@ -74,8 +74,10 @@ Outcome createDirectories(const std::string& path) {
     const std::string directory = path.substr(0, end);
     if (::mkdir(directory.c_str(), privateDirectory) != 0) {
       const int errorNumber = errno;
+      const bool isParent = end != std::string::npos;
       if (!isDirectory(directory)) {
-        return std::unexpected(systemFailure(errorNumber));
+        return std::unexpected(
+            systemFailure(errorNumber == EEXIST && isParent ? ENOTDIR : errorNumber));
       }
     }
     if (end == std::string::npos) {

@@ -83,7 +83,8 @@ Decoded decode(JsonReader& reader, std::vector<Element>& list) {
       reader.skipValue();
       continue;
     }
-    outcome = under(std::to_string(list.size()), decode(reader, list.emplace_back()));
+    const std::string index = std::to_string(list.size());
+    outcome = under(index, decode(reader, list.emplace_back()));
   }
   return outcome;
 }
