@@ -86,7 +86,7 @@ std::string TemporaryDirectory::file(std::string_view name, std::string_view con
 }
 
 Service::Service(const Launch& launch) {
-  std::vector<std::string> arguments{SERVICE_PATH};
+  std::vector<std::string> arguments{launch.executable};
   arguments.insert(arguments.end(), launch.arguments.begin(), launch.arguments.end());
   Environment environment = launch.environment;
   environment.emplace("FERNCREST_MANAGED_BRIDGE_DATA_DIR", directory_.path("data"));

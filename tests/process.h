@@ -38,6 +38,7 @@ class Service {
     Environment environment = {};        ///< besides the launch token
     std::function<void()> inChild = {};  ///< odd conditions to set before the program starts
     bool authorized = true;
+    std::string executable = SERVICE_PATH;
   };
 
   Service() : Service(Launch{}) {}
@@ -67,9 +68,9 @@ class Service {
   /// Closes the input and waits.
   int finish();
 
-  [[nodiscard]] pid_t pid() const { return pid_; }
   [[nodiscard]] int inputFd() const { return input_.get(); }
   [[nodiscard]] int outputFd() const { return output_.fd.get(); }
+  [[nodiscard]] int errorsFd() const { return errors_.fd.get(); }
 
  private:
   // A stream of the service, with what was read of it but not yet asked for.

@@ -1,0 +1,151 @@
+#include "backend/backend_location.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "backend/launch_configuration.h"
+#include "platform/paths.h"
+#include "process.h"
+
+// Where a backend is looked for and what it is started with, without starting any.
+
+namespace ferncrest::testing {
+
+namespace {
+
+const std::string disable = "FERNCREST_MANAGED_BRIDGE_DISABLE_BACKEND";
+const std::string backendPath = "FERNCREST_MANAGED_BRIDGE_BACKEND_PATH";
+const std::string dataDir = "FERNCREST_MANAGED_BRIDGE_DATA_DIR";
+
+TEST(BackendLocation, isSwitchedOffByFourWords) {
+  const std::vector<std::pair<std::string, bool>> values{
+      {"1", true},          {" Yes\n", true}, {"TRUE", true},    {"on", true},
+      {"\xC2\xA0oN", true}, {"", false},      {" ", false},      {"0", false},
+      {"no", false},        {"off", false},   {"enable", false}, {"11", false},
+  };
+  for (const auto& [value, expected] : values) {
+    EXPECT_EQ(isBackendDisabled({{disable, value}}), expected) << value;
+  }
+  EXPECT_FALSE(isBackendDisabled({}));
+}
+
+TEST(BackendLocation, normalizesPathsByTheirText) {
+  struct Case {
+    std::string path;
+    std::string directory;
+    std::string expected;
+  };
+  const std::vector<Case> cases{
+      {"/a//b/./c/", "/x", "/a/b/c"},
+      {"b/../c", "/x/y", "/x/y/c"},
+      {"../../../c", "/x/y", "/c"},
+      {"/..", "/x", "/"},
+      {"/", "/x", "/"},
+      {"", "/x/", "/x"},
+      {"../b/.", "", "../b"},
+      {"a/..", "", "."},
+      {"\xFF/\xFE", "/", "/\xFF/\xFE"},
+      {"/a/...", "/", "/a/..."},
+      {"/link/../b", "/", "/b"},
+  };
+  for (const auto& [path, directory, expected] : cases) {
+    EXPECT_EQ(normalizedPath(path, directory), expected) << path;
+  }
+}
+
+TEST(BackendLocation, takesTheFirstExecutableThatApplies) {
+  const TemporaryDirectory directory;
+  const std::string debug = directory.path(".build/debug/FerncrestManagedWhatsAppBackend");
+  const std::string arm =
+      directory.path(".build/arm64-apple-macosx/debug/FerncrestManagedWhatsAppBackend");
+  for (const std::string& path : {debug, arm}) {
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+  }
+  static_cast<void>(
+      directory.file(".build/arm64-apple-macosx/debug/FerncrestManagedWhatsAppBackend", "", 0700));
+  const std::string plain = directory.file("plain", "", 0600);
+  const std::string named = directory.file("named", "", 0700);
+  struct Case {
+    std::string platform;
+    Environment environment;
+    std::optional<std::string> expected;
+  };
+  const std::vector<Case> cases{
+      {"whatsapp", {}, arm},
+      {"WhatsApp", {{backendPath, " \n"}}, arm},
+      {"whatsapp ", {}, std::nullopt},
+      {"telegram", {}, std::nullopt},
+      {"telegram", {{backendPath, " " + named + "/../named/ "}}, named},
+      {"whatsapp", {{backendPath, "./x/../named"}}, named},
+      {"whatsapp", {{backendPath, plain}}, std::nullopt},
+      {"whatsapp", {{backendPath, named + "-missing"}}, std::nullopt},
+      {"whatsapp", {{backendPath, named}, {disable, "1"}}, std::nullopt},
+  };
+  for (const auto& [platform, environment, expected] : cases) {
+    EXPECT_EQ(locateBackendExecutable(platform, environment, directory.path()), expected)
+        << platform << " " << valueOf(environment, backendPath);
+  }
+  static_cast<void>(directory.file(".build/debug/FerncrestManagedWhatsAppBackend", "", 0700));
+  EXPECT_EQ(findBackendExecutable("whatsapp", directory.path()), debug);
+}
+
+TEST(BackendLocation, prefersTheBackendBesideTheService) {
+  const TemporaryDirectory directory;
+  std::filesystem::copy_file(SERVICE_PATH, directory.path("service"));
+  static_cast<void>(directory.file("FerncrestManagedWhatsAppBackend",
+                                   "#!/bin/sh\npwd; rm service; echo found; exec cat\n", 0700));
+  Service service({.inChild = [&] { std::filesystem::current_path(directory.path()); },
+                   .executable = directory.path("service")});
+  EXPECT_EQ(service.readLine(), directory.path() + "\n");
+  EXPECT_EQ(service.readLine(), "found\n");
+}
+
+TEST(LaunchConfiguration, resolvesTheDataDirectory) {
+  const std::string here = currentDirectory();
+  struct Case {
+    Environment environment;
+    std::string platform;
+    std::string expected;
+  };
+  std::vector<Case> cases{
+      {{{dataDir, "\t/a/../b/ "}}, "x", "/b"},
+      {{{dataDir, "data"}}, "x", here + "/data"},
+  };
+  if (!userTemporaryDirectory()) {
+    cases.push_back({{}, "WhatsApp", "/tmp/Ferncrest/ManagedBridge/WhatsApp"});
+    cases.push_back({{{"TMPDIR", ""}}, "/w/", "/tmp/Ferncrest/ManagedBridge/w"});
+    cases.push_back(
+        {{{"TMPDIR", "/t/"}, {dataDir, " "}}, " /w ", "/t/Ferncrest/ManagedBridge/ /w "});
+  }
+  for (const auto& [environment, platform, expected] : cases) {
+    EXPECT_EQ(resolveDataDirectory(environment, platform), expected);
+  }
+}
+
+TEST(LaunchConfiguration, handsTheEnvironmentOnWithTwoVariablesSet) {
+  const Environment own{
+      {"A", "\xFF"}, {"FERNCREST_MANAGED_BRIDGE_PLATFORM", "old"}, {dataDir, " d "}};
+  EXPECT_EQ(
+      makeBackendEnvironment(own, "/d", "Whats App"),
+      (Environment{
+          {"A", "\xFF"}, {"FERNCREST_MANAGED_BRIDGE_PLATFORM", "Whats App"}, {dataDir, "/d"}}));
+}
+
+TEST(LaunchConfiguration, makesPrivateDirectoriesAndLeavesOthersAlone) {
+  namespace fs = std::filesystem;
+  const TemporaryDirectory directory;
+  fs::create_directory(directory.path("theirs"));
+  fs::permissions(directory.path("theirs"), fs::perms(0755));
+  EXPECT_TRUE(createDirectories(directory.path("theirs/a/b")).has_value());
+  EXPECT_TRUE(createDirectories(directory.path("theirs/a/b")).has_value());
+  EXPECT_EQ(fs::status(directory.path("theirs")).permissions(), fs::perms(0755));
+  EXPECT_EQ(fs::status(directory.path("theirs/a")).permissions(), fs::perms(0700));
+  EXPECT_EQ(fs::status(directory.path("theirs/a/b")).permissions(), fs::perms(0700));
+}
+
+}  // namespace
+
+}  // namespace ferncrest::testing

@@ -1,0 +1,303 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <array>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "process.h"
+
+// The real program with small scripts as backends.
+
+namespace ferncrest::testing {
+
+namespace {
+
+const std::string connectRequest = "{\"connect\":{\"_0\":{\"platform\":\"whatsapp\"}}}\n";
+const std::string stubGreeting =
+    "{\"hello\":{\"_0\":{\"bridgeVersion\":\"managed-process-3\",\"platform\":\"whatsapp\"}}}\n"
+    "{\"stateChanged\":{\"_0\":{\"state\":{\"disconnected\":{}}}}}\n";
+const std::string fallbackConnectEvents =
+    "{\"stateChanged\":{\"_0\":{\"state\":{\"connecting\":{}}}}}\n"
+    "{\"stateChanged\":{\"_0\":{\"state\":{\"connected\":"
+    "{\"accountDisplayName\":\"Ferncrest Managed Bridge (stub fallback)\"}}}}}\n";
+
+std::string exitReport(int status) {
+  const std::string message =
+      "\"Managed bridge backend exited unexpectedly with status " + std::to_string(status) + ".\"";
+  return "{\"stateChanged\":{\"_0\":{\"state\":{\"error\":{\"message\":" + message + "}}}}}\n" +
+         "{\"error\":{\"_0\":{\"message\":" + message + "}}}\n";
+}
+
+// The service with this shell script as its backend.
+class DelegatedService {
+ public:
+  explicit DelegatedService(const std::string& script, const std::function<void()>& inChild = {})
+      : path_(directory_.file("back end", "#!/bin/sh\n" + script + "\n", 0700)),
+        service_({.environment = {{"FERNCREST_MANAGED_BRIDGE_BACKEND_PATH", path_},
+                                  {"SCRATCH", directory_.path()}},
+                  .inChild = inChild}) {}
+
+  Service* operator->() { return &service_; }
+  [[nodiscard]] std::string path(std::string_view name) const { return directory_.path(name); }
+  [[nodiscard]] std::string fallbackLine(const std::string& reason) const {
+    return "[BridgeService] Delegated backend launch failed at " + path_ + ": " + reason + "\n";
+  }
+  [[nodiscard]] std::string notRunning() const {
+    return fallbackLine("Managed bridge backend is not running at " + path_ + ".");
+  }
+
+ private:
+  TemporaryDirectory directory_;
+  std::string path_;
+  Service service_;
+};
+
+int bytesIn(int pipe) {
+  int count = -1;
+  ::ioctl(pipe, FIONREAD, &count);
+  return count;
+}
+
+// A process that a script told the number of, ended with the test.
+class Guest {
+ public:
+  explicit Guest(const std::string& line) : pid_(std::stoi(line)) {}
+  Guest(const Guest&) = delete;
+  Guest& operator=(const Guest&) = delete;
+  ~Guest() { end(); }
+  void end() const { ::kill(pid_, SIGKILL); }
+
+ private:
+  pid_t pid_;
+};
+
+TEST(Delegation, forwardsTrimmedLinesAndRelaysEveryByte) {
+  DelegatedService service("printf 'no end of line'; printf 'diag\\0nostic' >&2; exec cat");
+  EXPECT_EQ(service->readBytes(14), "no end of line");
+  service->write(" \t{\"x\": 1} \r\n\n  \r\n\xFF\xE2\x82\n");
+  EXPECT_EQ(service->readBytes(16), "{\"x\": 1}\n\xEF\xBF\xBD\xEF\xBF\xBD\n");
+  EXPECT_EQ(service->finish(), 0);
+  EXPECT_EQ(service->readErrors(), std::string("diag\0nostic", 11));
+}
+
+TEST(Delegation, endsSilentlyWithTheInput) {
+  DelegatedService service(
+      "trap 'touch \"$SCRATCH/asked\"; exit 7' TERM; echo ready\n"
+      "while :; do sleep 0.01; done");
+  EXPECT_EQ(service->readLine(), "ready\n");
+  EXPECT_EQ(service->finish(), 0);
+  EXPECT_TRUE(eventually([&] { return std::filesystem::exists(service.path("asked")); }));
+  EXPECT_EQ(service->readRest(), "");
+  EXPECT_EQ(service->readErrors(), "");
+}
+
+struct Ending {
+  const char* script;
+  std::string lastWords;
+  int status;
+};
+
+TEST(Delegation, reportsAnUnexpectedEndAndLetsTheStubTakeOver) {
+  const std::vector<Ending> endings{
+      {"exit 3", "", 3},
+      {"printf 'a\\nhalf a line'; exit 0", "a\nhalf a line", 0},
+      {"kill -9 $$", "", 9},
+      {"head -c 60000 /dev/zero; exit 255", std::string(60000, '\0'), 255},
+      {"exec >&-; exit 4", "", 4},
+      {"exec 2>&- >&- <&-; exit 5", "", 5},
+      {"exec 3<&0; cat <&3 & exit 6", "", 6},  // holds every stream open
+  };
+  for (const auto& [script, lastWords, status] : endings) {
+    SCOPED_TRACE(script);
+    DelegatedService service(script);
+    const std::string expected = lastWords + exitReport(status);
+    EXPECT_EQ(service->readBytes(expected.size()), expected);
+    service->write("not delivered\n" + connectRequest);
+    EXPECT_EQ(service->finish(), 0);
+    EXPECT_EQ(service->readRest(), stubGreeting + fallbackConnectEvents);
+    EXPECT_EQ(service->readErrors(), service.notRunning());
+  }
+}
+
+TEST(Delegation, relaysNotForEverWhatAGrandchildGoesOnWriting) {
+  DelegatedService service("yes & exit 3");
+  std::string line;
+  do {
+    line = service->readLine();
+    ASSERT_NE(line, "");
+  } while (!line.ends_with(exitReport(3).substr(exitReport(3).find('\n') + 1)));
+  EXPECT_EQ(service->finish(), 0);
+}
+
+TEST(Delegation, leavesALineThatWaitsForAReaderThatNeverReads) {
+  DelegatedService service(
+      "exec 3<&0; sleep 1000 <&3 >&- 2>&- & echo $!; echo $$; exec sleep 1000");
+  const Guest heirOfTheInput(service->readLine());
+  const Guest backend(service->readLine());
+  // The first line fills the pipe, so the second one has to wait; it is under way once the service
+  // has read it.
+  service->write(std::string(60000, 'x') + "\n" + std::string(60000, 'y') + "\n");
+  ASSERT_TRUE(eventually([&] { return bytesIn(service->inputFd()) == 0; }));
+  backend.end();
+  EXPECT_EQ(service->readBytes(exitReport(9).size()), exitReport(9));
+  service->write(connectRequest);
+  EXPECT_EQ(service->finish(), 0);
+  EXPECT_EQ(service->readRest(), stubGreeting + fallbackConnectEvents);
+  EXPECT_EQ(service->readErrors(), service.notRunning());
+}
+
+TEST(Delegation, endsInBoundedTimeThoughTheHostReadsNothing) {
+  for (const std::string stream : {"", " >&2"}) {
+    SCOPED_TRACE(stream);
+    DelegatedService service("exec head -c 1000000 /dev/zero" + stream);
+    const int full = stream.empty() ? service->outputFd() : service->errorsFd();
+    ASSERT_TRUE(eventually([&] { return bytesIn(full) == 65536; }));
+    EXPECT_EQ(service->finish(), 0);
+  }
+}
+
+TEST(Delegation, endsThoughTheBackendDoesNot) {
+  DelegatedService service("trap '' TERM; echo $$; while :; do sleep 0.01; done");
+  const Guest backend(service->readLine());
+  EXPECT_EQ(service->finish(), 0);
+}
+
+TEST(Delegation, tellsEverythingInOrderToAHostThatReadsLate) {
+  // Which thread comes first when the host starts to read is luck, so it is tried several times.
+  for (int round = 0; round < 10; ++round) {
+    DelegatedService service("echo $$ >&2; head -c 120000 /dev/zero | tr '\\0' x; exit 3");
+    const pid_t backend = std::stoi(service->readErrorLine());
+    ASSERT_TRUE(eventually([&] { return ::kill(backend, 0) != 0; }));
+    service->write("not delivered\n" + connectRequest);
+    service->closeInput();
+    EXPECT_EQ(service->readRest(),
+              std::string(120000, 'x') + exitReport(3) + stubGreeting + fallbackConnectEvents);
+    EXPECT_EQ(service->wait(), 0);
+  }
+}
+
+TEST(Delegation, relaysWhatWasWrittenBeforeTheInputEnded) {
+  DelegatedService service("head -c 120000 /dev/zero | tr '\\0' x; echo done >&2; exec sleep 1000");
+  // Both pipes on the way hold the bytes: the backend got rid of them, and nobody has read any.
+  EXPECT_EQ(service->readErrorLine(), "done\n");
+  service->closeInput();
+  EXPECT_EQ(service->readRest(), std::string(120000, 'x'));
+  EXPECT_EQ(service->wait(), 0);
+}
+
+TEST(Delegation, keepsEachStreamGoingWhileAnotherIsFull) {
+  DelegatedService service("head -c 1000000 /dev/zero & exec cat >&2");
+  service->write("still forwarded\n");
+  EXPECT_EQ(service->readErrorLine(), "still forwarded\n");
+
+  DelegatedService other("head -c 1000000 /dev/zero >&2 & exec cat");
+  other->write("still forwarded\n");
+  EXPECT_EQ(other->readLine(), "still forwarded\n");
+}
+
+TEST(Delegation, consumesTheBackendsOutputAfterTheHostClosedIts) {
+  DelegatedService service("read go; head -c 1000000 /dev/zero && echo done >&2");
+  service->closeOutput();
+  service->write("go\n");
+  EXPECT_EQ(service->readErrorLine(), "done\n");
+}
+
+TEST(Delegation, answersTheHostThoughItDoesNotReadDiagnostics) {
+  DelegatedService service("head -c 1000000 /dev/zero >&2 & read line; kill $!; exit 3");
+  service->write("end\n");
+  EXPECT_EQ(service->readBytes(exitReport(3).size()), exitReport(3));
+  service->write("not delivered\n" + connectRequest);
+  EXPECT_EQ(service->readBytes(stubGreeting.size()), stubGreeting);
+  EXPECT_EQ(service->readBytes(fallbackConnectEvents.size()), fallbackConnectEvents);
+}
+
+TEST(Delegation, fallsBackWhenTheBackendClosesItsInput) {
+  DelegatedService service("exec <&-; echo closed; exec sleep 1000");
+  EXPECT_EQ(service->readLine(), "closed\n");
+  service->write("not delivered\n" + connectRequest);
+  EXPECT_EQ(service->finish(), 0);
+  EXPECT_EQ(service->readRest(), stubGreeting + fallbackConnectEvents);
+  EXPECT_EQ(service->readErrors(),
+            service.fallbackLine("Managed bridge backend transport failed: Broken pipe"));
+}
+
+TEST(Delegation, relaysToAFileThatOnlyGrows) {
+  const TemporaryDirectory directory;
+  const std::string log = directory.file("log", "before\n");
+  DelegatedService service("echo one; head -c 1000000 /dev/zero; echo two; echo done >&2; read end",
+                           [&] { ::dup2(::open(log.c_str(), O_WRONLY | O_APPEND), 1); });
+  EXPECT_EQ(service->readErrorLine(), "done\n");
+  EXPECT_EQ(service->finish(), 0);
+  std::ifstream content(log);
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(content), {}),
+            "before\none\n" + std::string(1000000, '\0') + "two\n");
+}
+
+TEST(Delegation, startsTheBackendCleanWhateverTheHostDid) {
+  const auto spoil = [] {
+    for (const int signal : {SIGCHLD, SIGPIPE, SIGTERM, SIGINT}) {
+      ::signal(signal, SIG_IGN);
+    }
+    sigset_t all;
+    sigfillset(&all);
+    sigprocmask(SIG_BLOCK, &all, nullptr);
+    ::dup2(0, 9);
+  };
+  Service service({.environment = {{"FERNCREST_MANAGED_BRIDGE_BACKEND_PATH", INSPECTOR_PATH}},
+                   .inChild = spoil});
+  EXPECT_EQ(service.readLine(), "arguments: --stdio --platform whatsapp\n");
+  EXPECT_EQ(service.readLine(), "platform: whatsapp\n");
+  EXPECT_EQ(service.readBytes(exitReport(8).size()), exitReport(8));
+}
+
+struct FailedLaunch {
+  const char* content;  ///< of the backend's file; none makes it a directory
+  const char* reason;
+};
+
+TEST(Delegation, fallsBackWithTheSystemsWordsWhenALaunchFails) {
+  const std::vector<FailedLaunch> launches{
+      {"no program at all\n", "Exec format error"},
+      {"#!/no/such/interpreter\n", "No such file or directory"},
+      {nullptr, "Permission denied"},
+  };
+  for (const auto& [content, reason] : launches) {
+    SCOPED_TRACE(reason);
+    const TemporaryDirectory directory;
+    const std::string path =
+        content == nullptr ? directory.path() : directory.file("backend", content, 0700);
+    Service service({.environment = {{"FERNCREST_MANAGED_BRIDGE_BACKEND_PATH", path}}});
+    service.write(connectRequest);
+    EXPECT_EQ(service.finish(), 0);
+    EXPECT_EQ(service.readRest(), stubGreeting + fallbackConnectEvents);
+    EXPECT_EQ(service.readErrors(),
+              "[BridgeService] Delegated backend launch failed at " + path + ": " + reason + "\n");
+  }
+}
+
+TEST(Delegation, fallsBackWhenTheDataDirectoryCannotBeMade) {
+  const TemporaryDirectory directory;
+  const std::string file = directory.file("file\xFF", "");
+  Service service({.environment = {{"FERNCREST_MANAGED_BRIDGE_BACKEND_PATH", "/bin/cat"},
+                                   {"FERNCREST_MANAGED_BRIDGE_DATA_DIR", file + "/data"}}});
+  service.write(
+      "{\"startListening\":{\"_0\":{\"platform\":\"whatsapp\","
+      "\"scope\":{\"thread\":{\"id\":\"1\"}}}}}\n");
+  EXPECT_EQ(service.finish(), 0);
+  EXPECT_EQ(
+      service.readRest(),
+      stubGreeting +
+          "{\"error\":{\"_0\":{\"message\":\"Managed bridge backend is unavailable for "
+          "'Thread': Delegated backend launch failed at \\/bin\\/cat: Not a directory\"}}}\n");
+}
+
+}  // namespace
+
+}  // namespace ferncrest::testing
