@@ -104,12 +104,12 @@ Outcome ManagedBridgeBackendProxy::watch(const std::shared_ptr<ManagedBridgeBack
 }
 
 std::expected<void, Error> ManagedBridgeBackendProxy::send(const MessageLine& line) {
-  const Handles current = handles();
-  if (!current.process || current.process->wasSeenToEnd()) {
+  const std::shared_ptr<const Fd> input = inputOfRunningBackend();
+  if (!input) {
     return std::unexpected(Error{Error::Kind::backendNotRunning, configuration_.executableURL});
   }
   // Written without the lock: the backend may not be reading, and its end must still be reported.
-  const Outcome sent = writeAllUnless(over_->fd(), current.stdinHandle->get(), line.terminated);
+  const Outcome sent = writeAllUnless(over_->fd(), input->get(), line.terminated);
   if (sent) {
     return {};
   }
@@ -117,6 +117,12 @@ std::expected<void, Error> ManagedBridgeBackendProxy::send(const MessageLine& li
     return std::unexpected(Error{Error::Kind::backendNotRunning, configuration_.executableURL});
   }
   return std::unexpected(Error{Error::Kind::transportFailed, sent.error().description});
+}
+
+std::shared_ptr<const Fd> ManagedBridgeBackendProxy::inputOfRunningBackend() const {
+  const std::lock_guard lock(mutex_);
+  const bool isRunning = handles_.process && !handles_.process->wasSeenToEnd();
+  return isRunning ? handles_.stdinHandle : nullptr;
 }
 
 void ManagedBridgeBackendProxy::stop() {

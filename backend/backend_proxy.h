@@ -73,6 +73,7 @@ class ManagedBridgeBackendProxy {
   bool takeReport();
   void waitForReport(Deadline deadline);
   [[nodiscard]] Handles handles() const;
+  [[nodiscard]] std::shared_ptr<const Fd> inputOfRunningBackend() const;
 
   const Configuration configuration_;
   OutputStream& events_;

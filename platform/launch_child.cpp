@@ -132,6 +132,8 @@ std::expected<LaunchedChild, Failure> launchChild(const ChildLaunch& launch) {
     return std::unexpected(pid.error());
   }
   ::fcntl(pipes->input.writeEnd.get(), F_SETFL, O_NONBLOCK);
+  enlargePipe(pipes->input.writeEnd.get());
+  enlargePipe(pipes->output.readEnd.get());
   return LaunchedChild{.process = std::make_shared<ChildProcess>(*pid),
                        .input = std::move(pipes->input.writeEnd),
                        .output = std::move(pipes->output.readEnd),

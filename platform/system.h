@@ -18,6 +18,9 @@ void* resizePages(void* pages, std::size_t oldSize, std::size_t newSize);
 /// Opens a pipe whose ends do not reach programs that are launched. 0, or -1 with errno set.
 int openPipe(int& readEnd, int& writeEnd);
 
+/// Lets the pipe hold more before its writer has to wait, where the system allows it.
+void enlargePipe(int pipe);
+
 /// Prepares a launch so that the new program gets no descriptor above 2 that its actions do not
 /// name. 0, or an errno value.
 int keepOnlyStandardStreams(posix_spawn_file_actions_t& actions, short& flags);

@@ -21,6 +21,11 @@ int openPipe(int& readEnd, int& writeEnd) {
   return status;
 }
 
+void enlargePipe(int pipe) {
+  // Four times the usual; more made nothing faster.
+  ::fcntl(pipe, F_SETPIPE_SZ, 256 << 10);
+}
+
 int keepOnlyStandardStreams(posix_spawn_file_actions_t& actions, short& /*flags*/) {
   return ::posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
 }

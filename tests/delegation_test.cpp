@@ -143,7 +143,7 @@ TEST(Delegation, leavesALineThatWaitsForAReaderThatNeverReads) {
   const Guest backend(service->readLine());
   // The first line fills the pipe, so the second one has to wait; it is under way once the service
   // has read it.
-  service->write(std::string(60000, 'x') + "\n" + std::string(60000, 'y') + "\n");
+  service->write(std::string(200000, 'x') + "\n" + std::string(200000, 'y') + "\n");
   ASSERT_TRUE(eventually([&] { return bytesIn(service->inputFd()) == 0; }));
   backend.end();
   EXPECT_EQ(service->readBytes(exitReport(9).size()), exitReport(9));
@@ -172,23 +172,23 @@ TEST(Delegation, endsThoughTheBackendDoesNot) {
 TEST(Delegation, tellsEverythingInOrderToAHostThatReadsLate) {
   // Which thread comes first when the host starts to read is luck, so it is tried several times.
   for (int round = 0; round < 10; ++round) {
-    DelegatedService service("echo $$ >&2; head -c 120000 /dev/zero | tr '\\0' x; exit 3");
+    DelegatedService service("echo $$ >&2; head -c 300000 /dev/zero | tr '\\0' x; exit 3");
     const pid_t backend = std::stoi(service->readErrorLine());
     ASSERT_TRUE(eventually([&] { return ::kill(backend, 0) != 0; }));
     service->write("not delivered\n" + connectRequest);
     service->closeInput();
     EXPECT_EQ(service->readRest(),
-              std::string(120000, 'x') + exitReport(3) + stubGreeting + fallbackConnectEvents);
+              std::string(300000, 'x') + exitReport(3) + stubGreeting + fallbackConnectEvents);
     EXPECT_EQ(service->wait(), 0);
   }
 }
 
 TEST(Delegation, relaysWhatWasWrittenBeforeTheInputEnded) {
-  DelegatedService service("head -c 120000 /dev/zero | tr '\\0' x; echo done >&2; exec sleep 1000");
+  DelegatedService service("head -c 300000 /dev/zero | tr '\\0' x; echo done >&2; exec sleep 1000");
   // Both pipes on the way hold the bytes: the backend got rid of them, and nobody has read any.
   EXPECT_EQ(service->readErrorLine(), "done\n");
   service->closeInput();
-  EXPECT_EQ(service->readRest(), std::string(120000, 'x'));
+  EXPECT_EQ(service->readRest(), std::string(300000, 'x'));
   EXPECT_EQ(service->wait(), 0);
 }
 

@@ -15,6 +15,11 @@ bool isAsciiWhiteSpace(char byte) {
   return byte == ' ' || (byte >= '\t' && byte <= '\r');
 }
 
+// What most texts begin and end with.
+bool isPlain(char byte) {
+  return byte > ' ';
+}
+
 bool isWhiteSpace(const Utf8Step& step) {
   if (!step.wellFormed) {
     return false;
@@ -51,6 +56,9 @@ Utf8Step lastStep(std::string_view bytes) {
 }  // namespace
 
 std::string_view trimmed(std::string_view text) {
+  if (!text.empty() && isPlain(text.front()) && isPlain(text.back())) {
+    return text;
+  }
   while (!text.empty()) {
     const Utf8Step step = utf8StepAt(text);
     if (!isWhiteSpace(step)) {

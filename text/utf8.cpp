@@ -1,7 +1,6 @@
 #include "text/utf8.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdint>
 #include <cstring>
 
@@ -43,25 +42,28 @@ constexpr Utf8Step illFormed(std::size_t length) {
   return {replacementCharacter, length, false};
 }
 
-// How many bytes at the front are ASCII, counted in whole words and so at times a few too low.
+constexpr std::size_t wordSize = sizeof(std::uint64_t);
+
+bool isAsciiWord(std::string_view bytes, std::size_t offset) {
+  std::uint64_t word = 0;
+  std::memcpy(&word, bytes.data() + offset, wordSize);
+  return (word & 0x8080808080808080U) == 0;
+}
+
+// How many bytes at the front are ASCII, at times a few too low when others follow.
 std::size_t asciiPrefixLength(std::string_view bytes) {
-  constexpr std::uint64_t highBits = 0x8080808080808080U;
-  using Words = std::array<std::uint64_t, 4>;
-  Words words{};
   std::size_t length = 0;
-  for (; length + sizeof words <= bytes.size(); length += sizeof words) {
-    std::memcpy(words.data(), bytes.data() + length, sizeof words);
-    if (((words[0] | words[1] | words[2] | words[3]) & highBits) != 0) {
-      break;
-    }
+  while (length + 4 * wordSize <= bytes.size() && isAsciiWord(bytes, length) &&
+         isAsciiWord(bytes, length + wordSize) && isAsciiWord(bytes, length + 2 * wordSize) &&
+         isAsciiWord(bytes, length + 3 * wordSize)) {
+    length += 4 * wordSize;
   }
-  for (; length + sizeof words[0] <= bytes.size(); length += sizeof words[0]) {
-    std::memcpy(words.data(), bytes.data() + length, sizeof words[0]);
-    if ((words[0] & highBits) != 0) {
-      break;
-    }
+  while (length + wordSize <= bytes.size() && isAsciiWord(bytes, length)) {
+    length += wordSize;
   }
-  return length;
+  // What is left of the last word is looked at together with bytes before it.
+  const bool isLastWord = length > 0 && length + wordSize > bytes.size();
+  return isLastWord && isAsciiWord(bytes, bytes.size() - wordSize) ? bytes.size() : length;
 }
 
 // The length of the well-formed text at the front.
