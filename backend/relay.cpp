@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "platform/io.h"
+#include "platform/system.h"
 
 namespace ferncrest {
 
@@ -53,6 +54,7 @@ bool Relay::waitForEnd(Deadline deadline) {
 }
 
 void Relay::run() {
+  yieldToOthers();  // many small events then cost one chunk
   std::array<pollfd, 2> waiting{{{.fd = source_.get(), .events = POLLIN, .revents = 0},
                                  {.fd = over_->fd(), .events = POLLIN, .revents = 0}}};
   for (bool isOpen = true; isOpen;) {

@@ -6,6 +6,8 @@
 #include <array>
 #include <cerrno>
 
+#include "platform/system.h"
+
 namespace ferncrest {
 
 namespace {
@@ -51,7 +53,7 @@ Outcome writeAll(int fd, std::string_view bytes) {
 
 Outcome writeAllUnless(int giveUp, int fd, std::string_view bytes) {
   while (!bytes.empty()) {
-    const ssize_t count = ::write(fd, bytes.data(), bytes.size());
+    const std::ptrdiff_t count = writeBytes(fd, bytes.data(), bytes.size());
     if (count >= 0) {
       bytes.remove_prefix(static_cast<std::size_t>(count));
       continue;

@@ -25,6 +25,13 @@ void enlargePipe(int pipe);
 /// name. 0, or an errno value.
 int keepOnlyStandardStreams(posix_spawn_file_actions_t& actions, short& flags);
 
+/// What write(2) does: how many bytes, or -1 with errno set.
+std::ptrdiff_t writeBytes(int fd, const char* bytes, std::size_t size);
+
+/// Lets the calling thread wait its turn when there is something for it to do, so that whoever
+/// feeds it can finish a burst first. Makes no difference where a processor is free.
+void yieldToOthers();
+
 /// Moves bytes from a pipe to a stream inside the system, without a copy in this process: how many,
 /// or -1 with errno set. EINVAL where the system or the stream cannot do this.
 std::ptrdiff_t moveBytes(int pipe, int stream, std::size_t most);
