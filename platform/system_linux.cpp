@@ -34,7 +34,7 @@ int keepOnlyStandardStreams(posix_spawn_file_actions_t& actions, short& /*flags*
 
 std::ptrdiff_t writeBytes(int fd, const char* bytes, std::size_t size) {
   // Not the library's: that prepares for thread cancellation on each call, which nobody uses here
-  // and which costs a tenth of forwarding a line.
+  // and which costs a twentieth of forwarding a line.
   return ::syscall(SYS_write, fd, bytes, size);
 }
 
