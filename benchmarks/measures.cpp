@@ -1,0 +1,176 @@
+#include "benchmarks/measures.h"
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
+
+#include "benchmarks/process_usage.h"
+
+namespace ferncrest::benchmarks {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double secondsSince(Clock::time_point start) {
+  return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+// The time and processor time of what happens between its construction and finish().
+class Watch {
+ public:
+  explicit Watch(pid_t process)
+      : process_(process), before_(usageOf(process)), start_(Clock::now()) {}
+
+  [[nodiscard]] Result finish() const {
+    const double seconds = secondsSince(start_);
+    const ProcessUsage after = usageOf(process_);
+    return {.seconds = seconds,
+            .processorSeconds = after.processorSeconds - before_.processorSeconds,
+            .peakKibibytes = after.peakKibibytes};
+  }
+
+ private:
+  pid_t process_;
+  ProcessUsage before_;
+  Clock::time_point start_;
+};
+
+// The line repeated, so that a write seldom ends early at a seam.
+std::string repeatedLine(const Plan& plan) {
+  constexpr std::size_t enough = std::size_t{1} << 20U;
+  const std::size_t copies = std::clamp<std::size_t>(enough / plan.line.size(), 1, plan.lines);
+  std::string text;
+  text.reserve(copies * plan.line.size());
+  for (std::size_t copy = 0; copy < copies; ++copy) {
+    text += plan.line;
+  }
+  return text;
+}
+
+void writeBlocks(const Pipeline& pipeline, std::string_view text, std::size_t block) {
+  for (; !text.empty(); text.remove_prefix(std::min(text.size(), block))) {
+    pipeline.write(text.substr(0, block));
+  }
+}
+
+void writeLines(const Pipeline& pipeline, const Plan& plan, std::string_view repeated) {
+  for (std::size_t left = plan.lines * plan.line.size(); left > 0;) {
+    const std::string_view text = repeated.substr(0, left);
+    writeBlocks(pipeline, text, plan.block);
+    left -= text.size();
+  }
+}
+
+// Closes the conversation and gives the result found in it.
+Result ended(Pipeline& pipeline, const Result& result) {
+  pipeline.closeInput();
+  while (!pipeline.read().empty()) {
+  }
+  pipeline.awaitEnd();
+  return result;
+}
+
+Result medianOf(std::vector<Result> results) {
+  std::ranges::sort(results, {}, &Result::seconds);
+  return results[results.size() / 2];
+}
+
+}  // namespace
+
+Result receive(const Plan& plan) {
+  Pipeline pipeline(plan.stages);
+  pipeline.awaitLines(plan.greeting);
+  pipeline.write("generate 1 1\n");
+  pipeline.awaitBytes(1);
+  const Watch watch(pipeline.process(plan.watched));
+  pipeline.write("generate " + std::to_string(plan.bytes) + ' ' + std::to_string(plan.block) +
+                 '\n');
+  pipeline.awaitBytes(plan.bytes);
+  return ended(pipeline, watch.finish());
+}
+
+Result send(const Plan& plan) {
+  Pipeline pipeline(plan.stages);
+  const std::string repeated = repeatedLine(plan);
+  pipeline.awaitLines(plan.greeting);
+  pipeline.write("swallow 2\nx\n");
+  pipeline.awaitLines(1);
+  const Watch watch(pipeline.process(plan.watched));
+  pipeline.write("swallow " + std::to_string(plan.lines * plan.line.size()) + '\n');
+  writeLines(pipeline, plan, repeated);
+  pipeline.awaitLines(1);
+  const Result result = watch.finish();
+  // Bytes that were added on the way would spoil this order.
+  pipeline.write("swallow 0\n");
+  pipeline.awaitLines(1);
+  return ended(pipeline, result);
+}
+
+Result answerInBulk(const Plan& plan) {
+  Pipeline pipeline(plan.stages);
+  const std::string repeated = repeatedLine(plan);
+  pipeline.awaitLines(plan.greeting);
+  const Watch watch(pipeline.process(plan.watched));
+  std::thread writer([&] { writeLines(pipeline, plan, repeated); });
+  pipeline.awaitLines(plan.lines * plan.answers);
+  writer.join();
+  return ended(pipeline, watch.finish());
+}
+
+Result exchange(const Plan& plan) {
+  Pipeline pipeline(plan.stages);
+  pipeline.awaitLines(plan.greeting);
+  pipeline.write(plan.order);
+  const Watch watch(pipeline.process(plan.watched));
+  for (std::size_t line = 0; line < plan.lines; ++line) {
+    writeBlocks(pipeline, plan.line, plan.block);
+    pipeline.awaitLines(plan.answers);
+  }
+  return ended(pipeline, watch.finish());
+}
+
+Result startToFirstByte(const Plan& plan) {
+  std::vector<Result> results;
+  for (std::size_t run = 0; run < plan.runs; ++run) {
+    const auto start = Clock::now();
+    Pipeline pipeline(plan.stages);
+    if (const auto bytes = pipeline.read(); bytes.empty() || !bytes.starts_with(plan.first)) {
+      giveUp("another first byte than awaited");
+    }
+    const double seconds = secondsSince(start);
+    pipeline.closeInput();
+    results.push_back({.seconds = seconds, .processorSeconds = pipeline.awaitEnd()});
+  }
+  return medianOf(std::move(results));
+}
+
+Result startToEnd(const Plan& plan) {
+  std::vector<Result> results;
+  for (std::size_t run = 0; run < plan.runs; ++run) {
+    const auto start = Clock::now();
+    Pipeline pipeline(plan.stages);
+    pipeline.closeInput();
+    const double processorSeconds = pipeline.awaitEnd();
+    results.push_back({.seconds = secondsSince(start), .processorSeconds = processorSeconds});
+  }
+  return medianOf(std::move(results));
+}
+
+Result noise() {
+  constexpr int pieces = 300;
+  constexpr int stepsInPiece = 400'000;
+  std::vector<double> times;
+  for (int piece = 0; piece < pieces; ++piece) {
+    const auto start = Clock::now();
+    volatile int steps = 0;
+    while (steps < stepsInPiece) {
+      steps = steps + 1;
+    }
+    times.push_back(secondsSince(start));
+  }
+  std::ranges::sort(times);
+  return {.seconds = times[times.size() * 95 / 100] - times.front()};
+}
+
+}  // namespace ferncrest::benchmarks

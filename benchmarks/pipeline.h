@@ -1,0 +1,44 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/fd.h"
+
+namespace ferncrest::benchmarks {
+
+using Command = std::vector<std::string>;
+
+/// Processes joined by pipes, with this program at both ends. One thread may write while another
+/// reads. Whatever fails ends the program with a sentence: a measure is whole or absent.
+class Pipeline {
+ public:
+  explicit Pipeline(const std::vector<Command>& stages);
+
+  void write(std::string_view bytes) const;
+  /// The next bytes from the last stage, borrowed until the next call; empty at their end.
+  std::string_view read();
+  /// Reads exactly this many lines, or bytes; more than that is a failure too.
+  void awaitLines(std::size_t count);
+  void awaitBytes(std::size_t count);
+
+  /// The process of a stage, counted from 0.
+  [[nodiscard]] pid_t process(std::size_t stage) const { return processes_.at(stage); }
+
+  void closeInput() { input_.reset(); }
+  /// Waits until every process has ended; gives the processor seconds that they used in all.
+  double awaitEnd();
+
+ private:
+  Fd input_;   // of the first stage
+  Fd output_;  // of the last stage
+  std::vector<pid_t> processes_;
+};
+
+[[noreturn]] void giveUp(const std::string& reason);
+
+}  // namespace ferncrest::benchmarks

@@ -1,0 +1,102 @@
+// A backend without thought of its own. It writes "ready", then obeys orders, a line each:
+//   generate BYTES CHUNK  writes that many bytes, CHUNK of them a write;
+//   swallow BYTES         reads that many bytes behind the order, then writes "done";
+//   echo                  writes back what comes from here on.
+#include <stdalign.h>
+#include <stdio.h>
+#include <string.h>
+#include <unistd.h>
+
+static alignas(4096) char input[64 << 10];
+static alignas(4096) char output[1 << 20];
+static size_t held;  // bytes at the front of the input that are not yet used
+
+static int writeAll(const char* bytes, size_t size) {
+  while (size > 0) {
+    const ssize_t step = write(STDOUT_FILENO, bytes, size);
+    if (step < 0) {
+      return 0;
+    }
+    bytes += step;
+    size -= (size_t)step;
+  }
+  return 1;
+}
+
+static int readMore(void) {
+  const ssize_t count = read(STDIN_FILENO, input + held, sizeof input - held);
+  if (count <= 0) {
+    return 0;
+  }
+  held += (size_t)count;
+  return 1;
+}
+
+static void drop(size_t count) {
+  held -= count;
+  memmove(input, input + count, held);
+}
+
+static int generate(size_t bytes, size_t chunk) {
+  memset(output, 'e', chunk);
+  output[chunk - 1] = '\n';
+  for (; bytes >= chunk; bytes -= chunk) {
+    if (!writeAll(output, chunk)) {
+      return 0;
+    }
+  }
+  return writeAll(output, bytes);
+}
+
+static int swallow(size_t bytes) {
+  while (held < bytes) {
+    bytes -= held;
+    held = 0;
+    if (!readMore()) {
+      return 0;
+    }
+  }
+  drop(bytes);
+  return writeAll("done\n", 5);
+}
+
+static int echo(void) {
+  do {
+    if (!writeAll(input, held)) {
+      return 0;
+    }
+    held = 0;
+  } while (readMore());
+  return 1;
+}
+
+static int obey(const char* order) {
+  size_t bytes = 0;
+  size_t chunk = 0;
+  if (sscanf(order, "generate %zu %zu", &bytes, &chunk) == 2 && chunk - 1 < sizeof output) {
+    return generate(bytes, chunk);
+  }
+  if (sscanf(order, "swallow %zu", &bytes) == 1) {
+    return swallow(bytes);
+  }
+  return strcmp(order, "echo") == 0 && echo();
+}
+
+int main(void) {
+  if (!writeAll("ready\n", 6)) {
+    return 1;
+  }
+  while (readMore()) {
+    const char* end = NULL;
+    while ((end = memchr(input, '\n', held)) != NULL) {
+      char order[80] = "";
+      const size_t length = (size_t)(end - input);
+      memcpy(order, input, length < sizeof order ? length : sizeof order - 1);
+      drop(length + 1);
+      if (!obey(order)) {
+        return 1;
+      }
+    }
+  }
+  return 0;
+}

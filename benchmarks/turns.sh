@@ -1,0 +1,92 @@
+# shellcheck shell=bash
+# Programs measured in turn, and the table of what came out. scripts/bench gives the settings.
+# shellcheck disable=SC2154,SC2034
+
+results=$workspace/results
+turns=${quick:+3}
+turns=${turns:-7}
+turns_for_memory=${quick:+1}
+turns_for_memory=${turns_for_memory:-3}
+
+# A version manager's stand-in for an interpreter would be measured with it.
+python3=$(python3 -c 'import sys; print(sys.executable)' 2>/dev/null || true)
+node=$(node -p process.execPath 2>/dev/null || true)
+
+# amount FULL QUICK: how much of something a turn does.
+amount() {
+  if [ "$quick" ]; then echo "$2"; else echo "$1"; fi
+}
+
+# Finds the processor on which equal pieces of work take the most equal time.
+choose_processor() {
+  pinned=()
+  if ! command -v taskset >/dev/null; then
+    printf 'No taskset: nothing can be pinned to one processor\n'
+    return
+  fi
+  local candidate
+  candidate=$(for ((cpu = 0; cpu < $(nproc); ++cpu)); do
+    printf '%s %s\n' "$(taskset -c "$cpu" "$binaries/benchmark_driver" noise | cut -d' ' -f1)" "$cpu"
+  done | sort -g | head -n 1 | cut -d' ' -f2)
+  pinned=(taskset -c "$candidate")
+  printf 'Pinned: everything on processor %s of %s.\n' "$candidate" "$(nproc)"
+}
+
+describe_turns() {
+  printf 'Medians of %s turns (memory: %s); the spread is between quartiles. Load at the start:%s\n' \
+    "$turns" "$turns_for_memory" "$(uptime | sed 's/.*average[s]*://')"
+}
+
+# program NAME AMOUNT DRIVER-ARGUMENT...: one turn of one program, in which it does AMOUNT units.
+program() {
+  local name=$1 units=$2 numbers reason
+  shift 2
+  grep -qxF "$name" "$workspace/failed" && return
+  if numbers=$(${prefix[@]+"${prefix[@]}"} "$binaries/benchmark_driver" "$@" 2>"$workspace/errors"); then
+    printf '%s\t%s\t%s\t%s\n' "$where" "$name" "$units" "${numbers// /$'\t'}" >>"$results"
+  else
+    reason=$(sed -n 's/^driver: //p' "$workspace/errors")
+    printf '%s\n' "$name" >>"$workspace/failed"
+    printf 'none\t%s\tno result: %s\n' "$name" "${reason:-no answer in time}" >>"$results"
+  fi
+}
+
+# peer COMMAND NAME AMOUNT DRIVER-ARGUMENT...: the same for a program that need not be there.
+peer() {
+  if command -v "${1:-absent}" >/dev/null; then
+    program "${@:2}"
+  elif ! grep -qF "none"$'\t'"$2"$'\t' "$results"; then
+    printf 'none\t%s\tnot on this machine\n' "$2" >>"$results"
+  fi
+}
+
+# places UNIT: where to measure it. One place is enough for memory, which does not depend on it.
+places() {
+  if [ "${#pinned[@]}" -eq 0 ]; then
+    echo unpinned
+  elif [ "$quick" ] || [ "$1" = MiB ]; then
+    echo pinned
+  else
+    echo pinned unpinned
+  fi
+}
+
+# measure FUNCTION TITLE UNIT TARGET...: has FUNCTION call program and peer, turn after turn.
+# A unit with /s counts AMOUNT a second, a time is for one of AMOUNT, MiB is the peak of memory.
+# A target is "figure|processor <=|>= NUMBER [REFERENCE]": with a reference, a ratio to it.
+measure() {
+  local programs=$1 title=$2 unit=$3 turn most=$turns
+  shift 3
+  [ "$unit" != MiB ] || most=$turns_for_memory
+  : >"$results"
+  : >"$workspace/failed"
+  for where in $(places "$unit"); do
+    prefix=()
+    [ "$where" = unpinned ] || prefix=("${pinned[@]}")
+    for ((turn = 0; turn < most; ++turn)); do
+      "$programs"
+    done
+  done
+  printf 'target\t%s\n' "$@" >>"$results"
+  awk -v title="$title" -v unit="$unit" -f benchmarks/report.awk "$results"
+}
