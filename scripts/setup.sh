@@ -10,7 +10,7 @@ if [ "$(uname)" = Darwin ]; then
   packages_to_test=(googletest simdjson)
 else
   packages_to_build=(g++ cmake ninja-build libutf8proc-dev)
-  packages_to_test=(libgtest-dev libsimdjson-dev)
+  packages_to_test=(libgtest-dev libsimdjson-dev libedit-dev)
 fi
 
 as_root() {

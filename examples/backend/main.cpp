@@ -1,0 +1,175 @@
+// A backend to start from. The bridge service starts it with "--stdio --platform NAME" and passes
+// every line between it and the host; the environment names its platform and its data directory.
+// Replace the answers by those of a messaging network.
+
+#include <array>
+#include <cstdio>
+#include <ctime>
+#include <string>
+#include <utility>
+#include <variant>
+
+#include "examples/backend/message_count.h"
+#include "platform/environment.h"
+#include "platform/io.h"
+#include "platform/standard_streams.h"
+#include "protocol/coding.h"
+#include "protocol/line_reader.h"
+#include "text/canonical.h"
+#include "text/utf8.h"
+
+namespace ferncrest {
+
+namespace {
+
+constexpr int exitServed = 0;
+constexpr int exitFailed = 1;
+constexpr int exitUsage = 64;
+
+struct Backend {
+  std::string platform;
+  MessageCount sentMessages;
+};
+
+struct Conversation {
+  std::string id;
+  std::string title;
+};
+
+Outcome emit(const BridgeEnvelope& envelope) {
+  return writeAll(standardOutput, encodeEnvelopeLine(envelope));
+}
+
+Outcome report(BridgeConnectionState state) {
+  return emit(BridgeStateChangedEvent{std::move(state)});
+}
+
+std::string timestamp() {
+  const std::time_t now = std::time(nullptr);
+  std::tm utc{};
+  ::gmtime_r(&now, &utc);
+  std::array<char, 32> text{};
+  return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &utc)};
+}
+
+Outcome deliver(std::string messageId, const Conversation& conversation, std::string text) {
+  return emit(BridgeInboundEvent{{.messageId = std::move(messageId),
+                                  .conversationId = conversation.id,
+                                  .conversationTitle = conversation.title,
+                                  .senderId = "example-backend",
+                                  .senderDisplayName = "Example backend",
+                                  .text = std::move(text),
+                                  .timestampISO8601 = timestamp(),
+                                  .isDirectMessage = false,
+                                  .rawReference = {}}});
+}
+
+Outcome answer(Backend& backend, const BridgeConnectRequest& /*request*/) {
+  if (Outcome reported = report(ConnectingState{}); !reported) {
+    return reported;
+  }
+  const std::string sent = std::to_string(backend.sentMessages.value());
+  return report(ConnectedState{"Example account, messages sent so far: " + sent});
+}
+
+Outcome answer(Backend& /*backend*/, const BridgeDisconnectRequest& /*request*/) {
+  return report(DisconnectedState{});
+}
+
+Conversation conversationOf(const ConversationScope& scope) {
+  return {scope.id, scope.title};
+}
+
+Conversation conversationOf(const ChannelScope& scope) {
+  return {scope.id, scope.title};
+}
+
+Conversation conversationOf(const ThreadScope& scope) {
+  return {scope.id, scope.title.value_or("Thread")};
+}
+
+Conversation conversationOf(const TestOnlyScope& scope) {
+  return {"example-test", scope.title};
+}
+
+// A real backend delivers what arrives from now on; this one says hello in the conversation.
+Outcome answer(Backend& /*backend*/, const BridgeStartListeningRequest& request) {
+  const auto conversation =
+      std::visit([](const auto& scope) { return conversationOf(scope); }, request.scope);
+  return deliver("example-listening", conversation, "Listening here.");
+}
+
+Outcome answer(Backend& backend, const BridgeSendMessageRequest& request) {
+  if (const Outcome counted = backend.sentMessages.increment(); !counted) {
+    return emit(BridgeErrorEvent{"The message was not sent: " + counted.error().description});
+  }
+  return deliver("example-" + std::to_string(backend.sentMessages.value()),
+                 {request.message.conversationId, "Example echo"}, "echo: " + request.message.text);
+}
+
+template <typename Record>
+concept Answered = requires(Backend& backend, const Record& record) { answer(backend, record); };
+
+// Ignores what is meant for another platform, and what needs no answer.
+Outcome answerLine(Backend& backend, std::string_view text) {
+  const auto envelope = decodeEnvelope(text);
+  if (!envelope) {
+    return emit(BridgeErrorEvent{std::string(envelope.error().description())});
+  }
+  return std::visit(
+      [&]<typename Record>(const Record& record) -> Outcome {
+        if constexpr (Answered<Record>) {
+          if (canonicallyEqual(record.platform, backend.platform)) {
+            return answer(backend, record);
+          }
+        }
+        return {};
+      },
+      *envelope);
+}
+
+Outcome serve(Backend& backend) {
+  Outcome outcome = emit(BridgeHello{backend.platform, "example-backend-1"});
+  if (outcome) {
+    outcome = report(DisconnectedState{});
+  }
+  LineReader requests(standardInput);
+  while (outcome) {
+    const auto line = requests.next();
+    if (!line) {
+      break;
+    }
+    outcome = answerLine(backend, line->text());
+  }
+  return outcome;
+}
+
+int runBackend() {
+  const Environment environment = readEnvironment();
+  const std::string directory(valueOf(environment, "FERNCREST_MANAGED_BRIDGE_DATA_DIR"));
+  if (directory.empty()) {
+    std::fputs(
+        "The bridge service starts this program: name it in "
+        "FERNCREST_MANAGED_BRIDGE_BACKEND_PATH.\n",
+        stderr);
+    return exitUsage;
+  }
+  Backend backend{
+      .platform = repairedUtf8(valueOf(environment, "FERNCREST_MANAGED_BRIDGE_PLATFORM")),
+      .sentMessages = MessageCount(directory)};
+  if (const Outcome served = serve(backend); !served) {
+    std::fprintf(stderr, "Example backend: %s\n", served.error().description.c_str());
+    return exitFailed;
+  }
+  return exitServed;
+}
+
+}  // namespace
+
+}  // namespace ferncrest
+
+int main() {
+  ferncrest::reserveStandardStreams();
+  ferncrest::ignoreBrokenPipeSignal();
+  return ferncrest::runBackend();
+}

@@ -1,0 +1,157 @@
+#include "examples/console/commands.h"
+
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "examples/console/attachment.h"
+#include "text/trimmed.h"
+
+namespace ferncrest {
+
+namespace {
+
+using Parsed = std::expected<Command, Failure>;
+
+std::unexpected<Failure> instead(const std::string& sentence) {
+  return std::unexpected(Failure{sentence});
+}
+
+// Takes the first word, or what stands between a first pair of quotation marks.
+std::string takeWord(std::string_view& rest) {
+  rest = trimmed(rest);
+  const bool quoted = rest.starts_with('"') && rest.find('"', 1) != std::string_view::npos;
+  const std::size_t begin = quoted ? 1 : 0;
+  const std::size_t end = std::min(rest.find_first_of(quoted ? "\"" : " \t", begin), rest.size());
+  std::string word(rest.substr(begin, end - begin));
+  rest = trimmed(rest.substr(quoted ? end + 1 : end));
+  return word;
+}
+
+Parsed parseConnect(std::string_view /*arguments*/, const std::string& platform) {
+  return BridgeConnectRequest{platform};
+}
+
+Parsed parseDisconnect(std::string_view /*arguments*/, const std::string& platform) {
+  return BridgeDisconnectRequest{platform};
+}
+
+Parsed parseStop(std::string_view /*arguments*/, const std::string& platform) {
+  return BridgeStopListeningRequest{platform};
+}
+
+std::optional<BridgeScope> scopeOf(const std::string& kind, const std::string& id,
+                                   const std::string& title) {
+  const std::string& knownTitle = title.empty() ? id : title;
+  if (kind == "conversation") {
+    return ConversationScope{id, knownTitle};
+  }
+  if (kind == "channel") {
+    return ChannelScope{id, knownTitle};
+  }
+  if (kind == "thread") {
+    return ThreadScope{id, title.empty() ? std::nullopt : std::optional(title)};
+  }
+  return std::nullopt;
+}
+
+Parsed parseListen(std::string_view arguments, const std::string& platform) {
+  const std::string kind = takeWord(arguments);
+  if (kind == "test") {
+    const std::string title(arguments.empty() ? "Test" : arguments);
+    return BridgeStartListeningRequest{platform, TestOnlyScope{title}};
+  }
+  const std::string id = takeWord(arguments);
+  auto scope = scopeOf(kind, id, std::string(arguments));
+  if (!scope) {
+    return instead("What to listen to? Try: listen test, or: listen conversation ID");
+  }
+  if (id.empty()) {
+    return instead("Which " + kind + "? Try: listen " + kind + " ID TITLE");
+  }
+  return BridgeStartListeningRequest{platform, std::move(*scope)};
+}
+
+Parsed parseSend(std::string_view arguments, const std::string& platform) {
+  BridgeOutboundMessage message;
+  std::vector<BridgeAttachment> attachments;
+  std::string word = takeWord(arguments);
+  for (; word == "--reply-to" || word == "--file"; word = takeWord(arguments)) {
+    std::string value = takeWord(arguments);
+    if (word == "--reply-to") {
+      message.replyToMessageId = std::move(value);
+      continue;
+    }
+    auto attachment = readAttachment(value);
+    if (!attachment) {
+      return std::unexpected(attachment.error());
+    }
+    attachments.push_back(std::move(*attachment));
+  }
+  if (!attachments.empty()) {
+    message.attachments = std::move(attachments);
+  }
+  message.conversationId = std::move(word);
+  message.text = arguments;
+  if (message.conversationId.empty() || (message.text.empty() && !message.attachments)) {
+    return instead("What to send, and where? Try: send family Dinner is ready");
+  }
+  return BridgeSendMessageRequest{platform, std::move(message)};
+}
+
+Parsed parseRaw(std::string_view arguments, const std::string& /*platform*/) {
+  return RawLine{std::string(arguments)};
+}
+
+Parsed parseHelp(std::string_view /*arguments*/, const std::string& /*platform*/) {
+  return ShowHelp{};
+}
+
+Parsed parseQuit(std::string_view /*arguments*/, const std::string& /*platform*/) {
+  return Quit{};
+}
+
+struct CommandParser {
+  std::string_view name;
+  Parsed (*parse)(std::string_view arguments, const std::string& platform);
+};
+
+constexpr std::array<CommandParser, 8> commandParsers{{{"connect", parseConnect},
+                                                       {"disconnect", parseDisconnect},
+                                                       {"help", parseHelp},
+                                                       {"listen", parseListen},
+                                                       {"quit", parseQuit},
+                                                       {"raw", parseRaw},
+                                                       {"send", parseSend},
+                                                       {"stop", parseStop}}};
+
+}  // namespace
+
+std::string_view commandHelp() {
+  return "  connect                  connect to the platform\n"
+         "  disconnect               end the connection\n"
+         "  listen test [TITLE]      ask for a test message\n"
+         "  listen KIND ID [TITLE]   listen to a conversation, channel or thread\n"
+         "  stop                     stop listening\n"
+         "  send [OPTION]... ID TEXT send a message to a conversation\n"
+         "    --reply-to MESSAGE     ... as an answer to this one\n"
+         "    --file PATH            ... with this file\n"
+         "  raw LINE                 send a line of the protocol as it is\n"
+         "  help                     show these commands\n"
+         "  quit                     end, like Ctrl-D\n"
+         "Messages end with [CONVERSATION MESSAGE]: the IDs to answer with.\n"
+         "An ID or a path with spaces goes in \"quotation marks\".\n";
+}
+
+std::expected<Command, Failure> parseCommand(std::string_view line, const std::string& platform) {
+  const std::string name = takeWord(line);
+  const auto* const command = std::ranges::find(commandParsers, name, &CommandParser::name);
+  if (command == commandParsers.end()) {
+    return instead("There is no command '" + name + "'. Type help for those there are.");
+  }
+  return command->parse(line, platform);
+}
+
+}  // namespace ferncrest

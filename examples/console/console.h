@@ -1,0 +1,63 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "examples/console/commands.h"
+#include "examples/console/event_line.h"
+#include "examples/console/line_buffer.h"
+#include "examples/console/line_editor.h"
+#include "examples/console/service_process.h"
+
+namespace ferncrest {
+
+/// How a console came to its end.
+struct ConsoleEnd {
+  int signal = 0;               ///< the signal that asked for it, or 0
+  bool wasAsked = false;        ///< by the user, a signal or the end of the commands
+  bool commandsFailed = false;  ///< a command was not understood
+};
+
+/// The conversation between a person, or a pipe with commands, and a running service.
+class Console {
+ public:
+  /// `signals` is the pipe at which signals arrive.
+  Console(ServiceProcess& service, int signals, std::string_view platform);
+
+  /// Shows events and sends commands until the service has closed its streams, or is silent for
+  /// too long after it was asked to end.
+  ConsoleEnd run();
+
+ private:
+  bool step();
+  [[nodiscard]] bool takesCommands() const;
+  [[nodiscard]] bool hasRequests() const { return sent_ < requests_.size(); }
+  bool handleSignals();
+  void readCommands();
+  void carryOut(const std::string& line);
+  void perform(const BridgeEnvelope& request);
+  void perform(const RawLine& line);
+  void perform(ShowHelp help);
+  void perform(Quit quit);
+  void sendRequests();
+  void readEvents();
+  void readDiagnostics();
+  void askToEnd();
+  void show(const std::string& lines);
+
+  ServiceProcess& service_;
+  int signals_;
+  std::string platform_;
+  TextStyle style_;
+  std::optional<LineEditor> editor_;  // only at a terminal
+  LineBuffer commands_;
+  LineBuffer events_;
+  LineBuffer diagnostics_;
+  std::string requests_;  // on their way to the service
+  std::size_t sent_ = 0;  // bytes of them
+  ConsoleEnd end_;
+};
+
+}  // namespace ferncrest

@@ -1,0 +1,84 @@
+#include "examples/console/launch_token.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <utility>
+
+#include "platform/environment.h"
+#include "platform/fd.h"
+#include "platform/io.h"
+#include "platform/random.h"
+
+namespace ferncrest {
+
+namespace {
+
+constexpr int tokenBlocks = 2;  // of 16 bytes: the service asks for at least 32 characters
+
+std::expected<std::string, Failure> makePrivateDirectory() {
+  const Environment environment = readEnvironment();
+  const std::string_view temporary = valueOf(environment, "TMPDIR");
+  std::string path(temporary.empty() ? "/tmp" : temporary);
+  path += "/ferncrest-console.XXXXXX";
+  if (::mkdtemp(path.data()) == nullptr) {
+    const int errorNumber = errno;
+    return std::unexpected(Failure{"Cannot make the directory " + path + ": " +
+                                   systemFailure(errorNumber).description +
+                                   ". Set TMPDIR to a directory that you may write to."});
+  }
+  return path;
+}
+
+}  // namespace
+
+std::expected<LaunchToken, Failure> LaunchToken::create() {
+  auto directory = makePrivateDirectory();
+  if (!directory) {
+    return std::unexpected(std::move(directory.error()));
+  }
+  LaunchToken token(std::move(*directory));
+  if (const Outcome made = token.makeText(); !made) {
+    return std::unexpected(made.error());
+  }
+  if (const Outcome written = token.writeFile(); !written) {
+    return std::unexpected(
+        Failure{"Cannot write " + token.path() + ": " + written.error().description});
+  }
+  return token;
+}
+
+LaunchToken::LaunchToken(LaunchToken&& other) noexcept
+    : directory_(std::exchange(other.directory_, {})), text_(std::exchange(other.text_, {})) {}
+
+LaunchToken::~LaunchToken() {
+  if (!directory_.empty()) {
+    ::unlink(path().c_str());
+    ::rmdir(directory_.c_str());
+  }
+}
+
+Outcome LaunchToken::makeText() {
+  constexpr std::string_view digits = "0123456789abcdef";
+  RandomBytes random;
+  for (int count = 0; count < tokenBlocks; ++count) {
+    const auto block = random.next();
+    if (!block) {
+      return std::unexpected(block.error());
+    }
+    for (const auto byte : *block) {
+      text_ += digits[byte >> 4U];
+      text_ += digits[byte & 0xFU];
+    }
+  }
+  return {};
+}
+
+Outcome LaunchToken::writeFile() const {
+  const Fd file(::open(path().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+  return file.isOpen() ? writeAll(file.get(), text_ + "\n") : std::unexpected(systemFailure(errno));
+}
+
+}  // namespace ferncrest

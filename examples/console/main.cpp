@@ -1,0 +1,119 @@
+// A console that is the service's host, as an example of one: see service_process.h for how a host
+// starts the service, launch_token.h for the proof that it did, and console.cpp for the
+// conversation.
+
+#include <sys/wait.h>
+
+#include <chrono>
+#include <clocale>
+#include <csignal>
+#include <iostream>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "examples/console/commands.h"
+#include "examples/console/console.h"
+#include "examples/console/launch_token.h"
+#include "examples/console/options.h"
+#include "examples/console/service_process.h"
+#include "examples/console/signal_pipe.h"
+#include "platform/environment.h"
+#include "platform/standard_streams.h"
+
+namespace ferncrest {
+
+namespace {
+
+constexpr int exitDone = 0;
+constexpr int exitFailed = 1;
+constexpr int exitUsage = 2;
+
+int complain(const Failure& failure, int status) {
+  std::cerr << "ferncrest-console: " << failure.description << '\n';
+  return status;
+}
+
+Environment serviceEnvironment(const Options& options, const LaunchToken& token) {
+  Environment environment = readEnvironment();
+  environment["FERNCREST_HELPER_LAUNCH_TOKEN"] = token.text();
+  environment["FERNCREST_HELPER_LAUNCH_TOKEN_FILE"] = token.path();
+  if (options.backend) {
+    environment["FERNCREST_MANAGED_BRIDGE_BACKEND_PATH"] = *options.backend;
+    environment.erase("FERNCREST_MANAGED_BRIDGE_DISABLE_BACKEND");
+  }
+  return environment;
+}
+
+int judge(const ConsoleEnd& end, std::optional<int> waitStatus) {
+  if (!waitStatus) {
+    return complain({"The service did not end in time and was killed."}, exitFailed);
+  }
+  if (WIFSIGNALED(*waitStatus)) {
+    const std::string signal = std::to_string(WTERMSIG(*waitStatus));
+    return complain({"The service was ended by signal " + signal + "."}, exitFailed);
+  }
+  const int status = WEXITSTATUS(*waitStatus);
+  if (!end.wasAsked || status != 0) {
+    return complain({"The service ended with status " + std::to_string(status) + "."}, exitFailed);
+  }
+  return end.commandsFailed ? exitFailed : exitDone;
+}
+
+struct Result {
+  int status;
+  int signal = 0;  // that ended the conversation
+};
+
+Result converse(const Options& options) {
+  using std::chrono::seconds;
+  const auto signals = openSignalPipe({SIGINT, SIGTERM, SIGHUP, SIGCHLD, SIGWINCH, SIGCONT});
+  if (!signals) {
+    return {complain(signals.error(), exitFailed)};
+  }
+  const auto token = LaunchToken::create();
+  if (!token) {
+    return {complain(token.error(), exitFailed)};
+  }
+  auto service =
+      startService(options.service, options.platform, serviceEnvironment(options, *token));
+  if (!service) {
+    return {complain(service.error(), exitFailed)};
+  }
+  const ConsoleEnd end = Console(*service, signals->get(), options.platform).run();
+  service->requests.reset();
+  const auto waitStatus = awaitEnd(service->pid, signals->get(), seconds(end.wasAsked ? 1 : 5));
+  return {judge(end, waitStatus), end.signal};
+}
+
+int runConsole(const std::string& program, const std::vector<std::string>& arguments) {
+  const auto options = parseOptions(program, arguments);
+  if (!options) {
+    return complain(options.error(), exitUsage);
+  }
+  if (options->help) {
+    std::cout << optionHelp() << commandHelp();
+    return exitDone;
+  }
+  const Result result = converse(*options);
+  if (result.signal != 0) {
+    // Everything is tidied up: now end as the signal would have ended this program.
+    std::signal(result.signal, SIG_DFL);
+    std::raise(result.signal);
+  }
+  return result.status;
+}
+
+}  // namespace
+
+}  // namespace ferncrest
+
+int main(int argumentCount, char** arguments) {
+  ferncrest::reserveStandardStreams();
+  ferncrest::ignoreBrokenPipeSignal();
+  std::setlocale(LC_CTYPE, "");  // NOLINT(concurrency-mt-unsafe): there is one thread
+  const std::string program = argumentCount > 0 ? arguments[0] : "";
+  const int first = argumentCount > 0 ? 1 : 0;
+  return ferncrest::runConsole(program, {arguments + first, arguments + argumentCount});
+}
