@@ -43,27 +43,35 @@ constexpr Utf8Step illFormed(std::size_t length) {
 }
 
 constexpr std::size_t wordSize = sizeof(std::uint64_t);
+constexpr std::size_t blockSize = 8 * wordSize;
 
-bool isAsciiWord(std::string_view bytes, std::size_t offset) {
-  std::uint64_t word = 0;
-  std::memcpy(&word, bytes.data() + offset, wordSize);
-  return (word & 0x8080808080808080U) == 0;
+// Whether so many bytes from `bytes` on are ASCII. Without an early exit the compiler makes vector
+// code of it.
+template <std::size_t size>
+bool isAsciiBlock(const char* bytes) {
+  std::uint64_t bits = 0;
+  for (std::size_t offset = 0; offset < size; offset += wordSize) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, bytes + offset, wordSize);
+    bits |= word;
+  }
+  return (bits & 0x8080808080808080U) == 0;
 }
 
 // How many bytes at the front are ASCII, at times a few too low when others follow.
 std::size_t asciiPrefixLength(std::string_view bytes) {
+  const char* const begin = bytes.data();
   std::size_t length = 0;
-  while (length + 4 * wordSize <= bytes.size() && isAsciiWord(bytes, length) &&
-         isAsciiWord(bytes, length + wordSize) && isAsciiWord(bytes, length + 2 * wordSize) &&
-         isAsciiWord(bytes, length + 3 * wordSize)) {
-    length += 4 * wordSize;
+  while (length + blockSize <= bytes.size() && isAsciiBlock<blockSize>(begin + length)) {
+    length += blockSize;
   }
-  while (length + wordSize <= bytes.size() && isAsciiWord(bytes, length)) {
+  while (length + wordSize <= bytes.size() && isAsciiBlock<wordSize>(begin + length)) {
     length += wordSize;
   }
   // What is left of the last word is looked at together with bytes before it.
   const bool isLastWord = length > 0 && length + wordSize > bytes.size();
-  return isLastWord && isAsciiWord(bytes, bytes.size() - wordSize) ? bytes.size() : length;
+  return isLastWord && isAsciiBlock<wordSize>(begin + bytes.size() - wordSize) ? bytes.size()
+                                                                               : length;
 }
 
 // The length of the well-formed text at the front.
