@@ -1,10 +1,12 @@
+#include <cerrno>
 #include <cstdlib>
-#include <exception>
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "platform/environment.h"
+#include "platform/failure.h"
 #include "platform/output_stream.h"
 #include "platform/standard_streams.h"
 #include "protocol/line_reader.h"
@@ -44,8 +46,8 @@ int serve(const std::vector<std::string>& arguments, const ServiceOutput& output
 int serveOrFail(const std::vector<std::string>& arguments, const ServiceOutput& output) {
   try {
     return serve(arguments, output);
-  } catch (const std::exception& exception) {
-    return fail(output, exception.what());
+  } catch (const std::bad_alloc&) {
+    return fail(output, systemFailure(ENOMEM).description);
   }
 }
 
