@@ -1,6 +1,7 @@
 #include <array>
 #include <cstddef>
 #include <expected>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -16,84 +17,84 @@ namespace ferncrest {
 namespace {
 
 using Kind = JsonReader::Kind;
-using Decoded = std::expected<void, DecodingError>;
+// What decoding a value gives: null when all went well, since that has to be cheap on every level.
+using Fault = std::unique_ptr<DecodingError>;
 
-std::unexpected<DecodingError> fault(DecodingError::Kind kind, std::string_view type,
-                                     std::string description) {
-  return std::unexpected(DecodingError{kind, type, {}, std::move(description)});
+Fault makeFault(DecodingError::Kind kind, std::string_view type, std::string description) {
+  return std::make_unique<DecodingError>(kind, type, std::vector<std::string>(),
+                                         std::move(description));
 }
 
-// Places an error one level further up.
-Decoded under(std::string_view key, Decoded outcome) {
-  if (!outcome) {
-    auto& path = outcome.error().codingPath;
-    path.emplace(path.begin(), key);
+// Places a fault one level further up.
+Fault under(std::string_view key, Fault fault) {
+  if (fault) {
+    fault->codingPath.emplace(fault->codingPath.begin(), key);
   }
-  return outcome;
+  return fault;
 }
 
 // Passes over a value that is not what is expected there, and says so.
-Decoded rejectValue(JsonReader& reader, std::string_view expectedType) {
+Fault rejectValue(JsonReader& reader, std::string_view expectedType) {
   const bool isNull = reader.peek() == Kind::null;
   reader.skipValue();
   const std::string description = "Expected " + std::string(expectedType);
   if (isNull) {
-    return fault(DecodingError::Kind::nullValue, expectedType, description + ", found null.");
+    return makeFault(DecodingError::Kind::nullValue, expectedType, description + ", found null.");
   }
-  return fault(DecodingError::Kind::typeMismatch, expectedType,
-               description + ", found a value of another type.");
+  return makeFault(DecodingError::Kind::typeMismatch, expectedType,
+                   description + ", found a value of another type.");
 }
 
-Decoded missingKey(std::string_view key, std::string_view type) {
-  return fault(DecodingError::Kind::missingKey, type,
-               "No value found under the key \"" + std::string(key) + "\".");
+Fault missingKey(std::string_view key, std::string_view type) {
+  return makeFault(DecodingError::Kind::missingKey, type,
+                   "No value found under the key \"" + std::string(key) + "\".");
 }
 
-Decoded decode(JsonReader& reader, std::string& text) {
+Fault decode(JsonReader& reader, std::string& text) {
   if (reader.peek() != Kind::string) {
     return rejectValue(reader, "String");
   }
-  text = reader.readString();
-  return {};
+  reader.readString(text);
+  return nullptr;
 }
 
-Decoded decode(JsonReader& reader, bool& value) {
+Fault decode(JsonReader& reader, bool& value) {
   if (reader.peek() != Kind::boolean) {
     return rejectValue(reader, "Bool");
   }
   value = reader.readBoolean();
-  return {};
+  return nullptr;
 }
 
 template <typename Record>
-Decoded decode(JsonReader& reader, Record& record);
+Fault decode(JsonReader& reader, Record& record);
 
 template <typename... Cases>
-Decoded decode(JsonReader& reader, std::variant<Cases...>& choice);
+Fault decode(JsonReader& reader, std::variant<Cases...>& choice);
 
 template <typename Element>
-Decoded decode(JsonReader& reader, std::vector<Element>& list) {
+Fault decode(JsonReader& reader, std::vector<Element>& list) {
   if (reader.peek() != Kind::array) {
     return rejectValue(reader, "Array");
   }
-  Decoded outcome;
+  Fault fault;
   reader.enterArray();
   while (reader.nextElement()) {
-    if (!outcome) {
+    if (fault) {
       reader.skipValue();
       continue;
     }
     const std::string index = std::to_string(list.size());
-    outcome = under(index, decode(reader, list.emplace_back()));
+    fault = under(index, decode(reader, list.emplace_back()));
   }
-  return outcome;
+  return fault;
 }
 
 template <typename Value>
-Decoded decode(JsonReader& reader, std::optional<Value>& value) {
+Fault decode(JsonReader& reader, std::optional<Value>& value) {
   if (reader.peek() == Kind::null) {
     reader.skipValue();
-    return {};
+    return nullptr;
   }
   return decode(reader, value.emplace());
 }
@@ -110,7 +111,7 @@ class RecordDecoder {
  public:
   RecordDecoder(JsonReader& reader, Record& record) : reader_(reader), record_(record) {}
 
-  Decoded decodeFields() {
+  Fault decodeFields() {
     reader_.enterObject();
     while (const auto key = reader_.nextKey()) {
       if (!decodeFieldNamed(*key, everyField)) {
@@ -138,43 +139,43 @@ class RecordDecoder {
       return false;
     }
     constexpr auto& field = std::get<index>(fields);
-    Decoded outcome = decode(reader_, record_.*field.member);
-    if (!outcome && index < faultyField_) {
+    Fault fault = decode(reader_, record_.*field.member);
+    if (fault != nullptr && index < faultyField_) {
       faultyField_ = index;
-      fault_ = under(field.key, std::move(outcome));
+      fault_ = under(field.key, std::move(fault));
     }
     return true;
   }
 
   template <std::size_t... index>
-  Decoded judge(std::index_sequence<index...> /*fields*/) {
-    Decoded outcome;
-    static_cast<void>(((outcome = judgeField<index>()).has_value() && ...));
-    return outcome;
+  Fault judge(std::index_sequence<index...> /*fields*/) {
+    Fault fault;
+    static_cast<void>((((fault = judgeField<index>()) == nullptr) && ...));
+    return fault;
   }
 
   template <std::size_t index>
-  Decoded judgeField() {
+  Fault judgeField() {
     constexpr auto& field = std::get<index>(fields);
     if (faultyField_ == index) {
-      return fault_;
+      return std::move(fault_);
     }
     using Value = std::remove_reference_t<decltype(record_.*field.member)>;
     if (!found_[index] && !isOptional<Value>) {
       return missingKey(field.key, Schema<Record>::name);
     }
-    return {};
+    return nullptr;
   }
 
   JsonReader& reader_;
   Record& record_;
   std::array<bool, fieldCount> found_{};
   std::size_t faultyField_ = fieldCount;
-  Decoded fault_;
+  Fault fault_;
 };
 
 template <typename Record>
-Decoded decode(JsonReader& reader, Record& record) {
+Fault decode(JsonReader& reader, Record& record) {
   if (reader.peek() != Kind::object) {
     return rejectValue(reader, Schema<Record>::name);
   }
@@ -184,13 +185,13 @@ Decoded decode(JsonReader& reader, Record& record) {
 // Finds the one key that names a case and decodes what stands under it with `decodePayload`, which
 // takes the case's index.
 template <typename Choice, typename DecodePayload>
-Decoded decodeChoice(JsonReader& reader, DecodePayload decodePayload) {
+Fault decodeChoice(JsonReader& reader, DecodePayload decodePayload) {
   constexpr const auto& cases = Schema<Choice>::cases;
   if (reader.peek() != Kind::object) {
     return rejectValue(reader, Schema<Choice>::name);
   }
   std::array<bool, cases.size()> found{};
-  Decoded payload;
+  Fault payload;
   reader.enterObject();
   while (const auto key = reader.nextKey()) {
     const auto index = static_cast<std::size_t>(std::ranges::find(cases, *key) - cases.begin());
@@ -205,26 +206,25 @@ Decoded decodeChoice(JsonReader& reader, DecodePayload decodePayload) {
     payload = under(cases.at(index), decodePayload(index));
   }
   if (std::ranges::count(found, true) != 1) {
-    return fault(DecodingError::Kind::typeMismatch, Schema<Choice>::name,
-                 "Invalid number of keys found, expected one.");
+    return makeFault(DecodingError::Kind::typeMismatch, Schema<Choice>::name,
+                     "Invalid number of keys found, expected one.");
   }
   return payload;
 }
 
 // Calls `use` with a fresh value of the variant's alternative `index`, placed in `choice`.
 template <typename... Cases, typename Use>
-Decoded withCase(std::variant<Cases...>& choice, std::size_t index, Use use) {
-  Decoded outcome;
+Fault withCase(std::variant<Cases...>& choice, std::size_t index, Use use) {
+  Fault fault;
   [&]<std::size_t... candidate>(std::index_sequence<candidate...>) {
     static_cast<void>(
-        ((candidate == index && (outcome = use(choice.template emplace<candidate>()), true)) ||
-         ...));
+        ((candidate == index && (fault = use(choice.template emplace<candidate>()), true)) || ...));
   }(std::index_sequence_for<Cases...>());
-  return outcome;
+  return fault;
 }
 
 template <typename... Cases>
-Decoded decode(JsonReader& reader, std::variant<Cases...>& choice) {
+Fault decode(JsonReader& reader, std::variant<Cases...>& choice) {
   return decodeChoice<std::variant<Cases...>>(reader, [&](std::size_t index) {
     return withCase(choice, index, [&](auto& payload) { return decode(reader, payload); });
   });
@@ -232,24 +232,27 @@ Decoded decode(JsonReader& reader, std::variant<Cases...>& choice) {
 
 // The record of an envelope stands one level deeper, under a key of its own.
 template <typename Record>
-Decoded decodeUnderPayloadKey(JsonReader& reader, Record& record) {
+Fault decodeUnderPayloadKey(JsonReader& reader, Record& record) {
   if (reader.peek() != Kind::object) {
     return rejectValue(reader, "Object");
   }
   bool found = false;
-  Decoded outcome;
+  Fault fault;
   reader.enterObject();
   while (const auto key = reader.nextKey()) {
     if (*key != payloadKey || std::exchange(found, true)) {
       reader.skipValue();
       continue;
     }
-    outcome = under(payloadKey, decode(reader, record));
+    fault = under(payloadKey, decode(reader, record));
   }
-  return found ? outcome : missingKey(payloadKey, Schema<Record>::name);
+  if (!found) {
+    return missingKey(payloadKey, Schema<Record>::name);
+  }
+  return fault;
 }
 
-Decoded decode(JsonReader& reader, BridgeEnvelope& envelope) {
+Fault decode(JsonReader& reader, BridgeEnvelope& envelope) {
   return decodeChoice<BridgeEnvelope>(reader, [&](std::size_t index) {
     return withCase(envelope, index,
                     [&](auto& record) { return decodeUnderPayloadKey(reader, record); });
@@ -260,14 +263,14 @@ Decoded decode(JsonReader& reader, BridgeEnvelope& envelope) {
 
 std::expected<BridgeEnvelope, DecodingError> decodeEnvelope(std::string_view text) {
   JsonReader reader(text);
-  BridgeEnvelope envelope;
-  Decoded outcome = decode(reader, envelope);
+  std::expected<BridgeEnvelope, DecodingError> envelope;
+  Fault fault = decode(reader, *envelope);
   if (!reader.finish()) {
-    return fault(DecodingError::Kind::invalidJson, Schema<BridgeEnvelope>::name,
-                 "The text is not one well-formed JSON value.");
+    fault = makeFault(DecodingError::Kind::invalidJson, Schema<BridgeEnvelope>::name,
+                      "The text is not one well-formed JSON value.");
   }
-  if (!outcome) {
-    return std::unexpected(std::move(outcome.error()));
+  if (fault) {
+    envelope = std::unexpected(std::move(*fault));
   }
   return envelope;
 }

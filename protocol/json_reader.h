@@ -1,10 +1,12 @@
 #pragma once
 
-#include <bitset>
+#include <array>
 #include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include "protocol/json_scan.h"
 
 namespace ferncrest {
 
@@ -13,29 +15,30 @@ namespace ferncrest {
 /// its end. The text must be valid UTF-8 and outlive the reader.
 class JsonReader {
  public:
-  enum class Kind { object, array, string, number, boolean, null, malformed };
+  enum class Kind : unsigned char { malformed, object, array, string, number, boolean, null };
 
   /// Deeper nesting is malformed.
   static constexpr std::size_t maximalDepth = 1024;
 
-  explicit JsonReader(std::string_view text);
+  explicit JsonReader(std::string_view text)
+      : position_(text.data()), end_(text.data() + text.size()) {}
 
   /// The kind of the next value, judged by its first character; the value is not read yet.
   [[nodiscard]] Kind peek();
 
   /// Enters the object or list that comes next; its members are then taken one after the other.
-  void enterObject();
-  void enterArray();
+  void enterObject() { enter(); }
+  void enterArray() { enter(); }
 
   /// The next key, valid until the next call; its value must be read next. Nothing at the object's
   /// end, which is left.
   std::optional<std::string_view> nextKey();
 
   /// Whether another element comes, to be read next; at the list's end, the list is left.
-  bool nextElement();
+  bool nextElement() { return takeSeparator(']'); }
 
   /// The string or truth value that comes next.
-  std::string readString();
+  void readString(std::string& text);
   bool readBoolean();
 
   /// Passes over the next value, whatever it is, checking it to its end.
@@ -46,13 +49,11 @@ class JsonReader {
 
  private:
   bool takeSeparator(char close);
-  void enter(bool isObject);
-  void skipScalarOrEnter();
-  bool nextSkippedMember();
-  std::string_view scanString();
-  bool skipEscape();
-  bool skipUnicodeEscape();
-  std::optional<unsigned> takeHex4();
+  void enter();
+  void skipScalar(Kind kind);
+  std::string_view takeString(std::string& unescaped);
+  std::optional<std::string_view> takePlainString();
+  void takeEscapedString(std::string& text);
   void skipNumber();
   bool skipDigits();
   void takeLiteral(std::string_view literal);
@@ -60,14 +61,124 @@ class JsonReader {
   bool take(char expected);
   void fail();
 
+  static constexpr std::array<Kind, 256> kindsByFirstCharacter = [] {
+    std::array<Kind, 256> kinds{};
+    for (unsigned char digit = '0'; digit <= '9'; ++digit) {
+      kinds[digit] = Kind::number;
+    }
+    kinds['-'] = Kind::number;
+    kinds['{'] = Kind::object;
+    kinds['['] = Kind::array;
+    kinds['"'] = Kind::string;
+    kinds['t'] = kinds['f'] = Kind::boolean;
+    kinds['n'] = Kind::null;
+    return kinds;
+  }();
+
   const char* position_;
   const char* end_;
   std::size_t depth_ = 0;
-  std::bitset<maximalDepth + 1> isObject_;  // by depth
   bool atFirstMember_ = false;
-  bool hasEscapes_ = false;  // of the string scanned last
   bool malformed_ = false;
-  std::string key_;  // the key read last, if it had escapes
+  std::string unescapedKey_;  // of the last key or skipped string that had escapes
 };
+
+// Here, and not beside the rest, is what every value of a short request goes through.
+
+inline JsonReader::Kind JsonReader::peek() {
+  skipWhiteSpace();
+  return position_ == end_ ? Kind::malformed
+                           : kindsByFirstCharacter[static_cast<unsigned char>(*position_)];
+}
+
+inline std::optional<std::string_view> JsonReader::nextKey() {
+  if (!takeSeparator('}')) {
+    return std::nullopt;
+  }
+  if (peek() != Kind::string) {
+    fail();
+    return std::nullopt;
+  }
+  const std::string_view key = takeString(unescapedKey_);
+  skipWhiteSpace();
+  if (!take(':')) {
+    fail();
+    return std::nullopt;
+  }
+  return key;
+}
+
+// Takes what stands before a member, or leaves the object or list at its end. Whether a value was
+// just read follows from the order of calls, so one flag is enough for all levels.
+inline bool JsonReader::takeSeparator(char close) {
+  skipWhiteSpace();
+  const bool first = atFirstMember_;
+  atFirstMember_ = false;
+  if (take(close)) {
+    --depth_;
+    return false;
+  }
+  if (!first && !take(',')) {
+    fail();
+  }
+  return !malformed_;
+}
+
+inline void JsonReader::enter() {
+  if (depth_ == maximalDepth) {
+    return fail();
+  }
+  ++position_;
+  ++depth_;
+  atFirstMember_ = true;
+}
+
+inline void JsonReader::readString(std::string& text) {
+  if (const auto plain = takePlainString()) {
+    text = *plain;
+  } else {
+    takeEscapedString(text);
+  }
+}
+
+// The text of the string that comes next; with escapes, `unescaped` holds it.
+inline std::string_view JsonReader::takeString(std::string& unescaped) {
+  if (const auto plain = takePlainString()) {
+    return *plain;
+  }
+  takeEscapedString(unescaped);
+  return unescaped;
+}
+
+// The string that comes next, if it has no escapes.
+inline std::optional<std::string_view> JsonReader::takePlainString() {
+  const char* const begin = position_ + 1;
+  const char* const close = findSpecial<Solidus::plain>(begin, end_);
+  if (close == end_ || *close != '"') {
+    return std::nullopt;
+  }
+  position_ = close + 1;
+  return std::string_view(begin, close);
+}
+
+inline void JsonReader::skipWhiteSpace() {
+  while (position_ != end_ &&
+         (*position_ == ' ' || *position_ == '\t' || *position_ == '\r' || *position_ == '\n')) {
+    ++position_;
+  }
+}
+
+inline bool JsonReader::take(char expected) {
+  if (position_ == end_ || *position_ != expected) {
+    return false;
+  }
+  ++position_;
+  return true;
+}
+
+inline void JsonReader::fail() {
+  malformed_ = true;
+  position_ = end_;  // whatever is asked for next finds nothing
+}
 
 }  // namespace ferncrest

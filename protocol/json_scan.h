@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -18,45 +20,49 @@ constexpr bool isSpecial(char byte) {
 
 namespace scan {
 
-inline constexpr std::uint64_t lowBits = 0x0101010101010101U;
-inline constexpr std::uint64_t highBits = 0x8080808080808080U;
+static_assert(std::endian::native == std::endian::little, "the first byte is a word's lowest");
 
-// The high bit of each byte that is zero; a byte above a zero one may be marked as well.
-constexpr std::uint64_t zeroBytes(std::uint64_t word) {
-  return (word - lowBits) & ~word & highBits;
-}
+using Word = std::uint64_t;
 
-constexpr std::uint64_t bytesEqualTo(std::uint64_t word, char byte) {
-  return zeroBytes(word ^ (lowBits * static_cast<unsigned char>(byte)));
-}
+inline constexpr Word eachByte = 0x0101010101010101U;
+inline constexpr Word highBits = 0x80 * eachByte;
 
+// Marks the high bit of each special byte among the eight at `bytes`; those above the lowest marked
+// one may be marked wrongly.
 template <Solidus solidus>
-constexpr bool hasSpecial(std::uint64_t word) {
-  const std::uint64_t always = ((word - lowBits * 0x20) & ~word & highBits) |
-                               bytesEqualTo(word, '"') | bytesEqualTo(word, '\\');
-  if constexpr (solidus == Solidus::special) {
-    return (always | bytesEqualTo(word, '/')) != 0;
-  }
-  return always != 0;
+Word specialBytes(const char* bytes) {
+  Word word = 0;
+  std::memcpy(&word, bytes, sizeof word);
+  // With U+0020 and the quotation mark exchanged, that one follows the control characters.
+  const Word controlOrQuote = (word ^ (0x02 * eachByte)) - 0x21 * eachByte;
+  const Word backslash = (word ^ ('\\' * eachByte)) - eachByte;
+  const Word slash = (word ^ ('/' * eachByte)) - eachByte;
+  const Word always = controlOrQuote | backslash;
+  return (solidus == Solidus::special ? always | slash : always) & ~word & highBits;
+}
+
+inline std::ptrdiff_t firstMarked(Word marked) {
+  return std::countr_zero(marked) / 8;
 }
 
 }  // namespace scan
 
-/// The first special character in [from, end), or `end`.
+/// The first special character in [begin, end), or `end`.
 template <Solidus solidus>
-const char* findSpecial(const char* from, const char* end) {
-  std::uint64_t word = 0;
-  while (static_cast<std::size_t>(end - from) >= sizeof word) {
-    std::memcpy(&word, from, sizeof word);
-    if (scan::hasSpecial<solidus>(word)) {
-      break;
+const char* findSpecial(const char* begin, const char* end) {
+  constexpr std::ptrdiff_t wordSize = sizeof(scan::Word);
+  const char* from = begin;
+  for (; end - from >= wordSize; from += wordSize) {
+    if (const scan::Word marked = scan::specialBytes<solidus>(from); marked != 0) {
+      return from + scan::firstMarked(marked);
     }
-    from += sizeof word;
   }
-  while (from != end && !isSpecial<solidus>(*from)) {
-    ++from;
+  if (end - begin >= wordSize) {
+    // What is left together with bytes known to be plain.
+    const scan::Word marked = scan::specialBytes<solidus>(end - wordSize);
+    return marked == 0 ? end : end - wordSize + scan::firstMarked(marked);
   }
-  return from;
+  return std::find_if(from, end, isSpecial<solidus>);
 }
 
 }  // namespace ferncrest

@@ -1,50 +1,72 @@
 #include "protocol/json_unescape.h"
 
+#include <algorithm>
 #include <charconv>
+#include <optional>
+
+#include "protocol/json_scan.h"
 
 namespace ferncrest {
 
 namespace {
 
-char32_t takeHex4(std::string_view& escaped) {
+// The four digits of one UTF-16 unit.
+std::optional<char32_t> takeHex4(std::string_view& escaped) {
   const std::string_view digits = escaped.substr(0, 4);
-  escaped.remove_prefix(4);
   unsigned unit = 0;
-  std::from_chars(digits.begin(), digits.end(), unit, 16);
+  const auto [end, error] = std::from_chars(digits.begin(), digits.end(), unit, 16);
+  if (digits.size() != 4 || end != digits.end()) {
+    return std::nullopt;
+  }
+  escaped.remove_prefix(4);
   return unit;
 }
 
-// The character of a \u escape whose "\u" has been taken: one unit, or the two of a pair.
-char32_t takeUnicodeEscape(std::string_view& escaped) {
-  const char32_t unit = takeHex4(escaped);
-  if (unit < 0xD800 || unit > 0xDBFF) {
+// The character of a \u escape whose "\u" has been taken. A surrogate names a character only as the
+// first of a pair; alone it is malformed.
+std::optional<char32_t> takeUnicodeEscape(std::string_view& escaped) {
+  const auto unit = takeHex4(escaped);
+  if (!unit || *unit < 0xD800 || *unit > 0xDFFF) {
     return unit;
   }
+  if (*unit > 0xDBFF || !escaped.starts_with("\\u")) {
+    return std::nullopt;
+  }
   escaped.remove_prefix(2);
-  return 0x10000 + ((unit - 0xD800) << 10U) + (takeHex4(escaped) - 0xDC00);
+  const auto second = takeHex4(escaped);
+  if (!second || *second < 0xDC00 || *second > 0xDFFF) {
+    return std::nullopt;
+  }
+  return 0x10000 + ((*unit - 0xD800) << 10U) + (*second - 0xDC00);
 }
 
-void appendUtf8(std::string& text, char32_t codePoint) {
-  const auto append = [&](char32_t bits) { text += static_cast<char>(bits); };
+char* putUtf8(char* to, char32_t codePoint) {
+  const auto put = [&](char32_t bits) { *to++ = static_cast<char>(bits); };
   if (codePoint < 0x80) {
-    return append(codePoint);
+    put(codePoint);
+    return to;
   }
   if (codePoint < 0x800) {
-    append(0xC0U | (codePoint >> 6U));
-    return append(0x80U | (codePoint & 0x3FU));
-  }
-  if (codePoint < 0x10000) {
-    append(0xE0U | (codePoint >> 12U));
+    put(0xC0U | (codePoint >> 6U));
+  } else if (codePoint < 0x10000) {
+    put(0xE0U | (codePoint >> 12U));
+    put(0x80U | ((codePoint >> 6U) & 0x3FU));
   } else {
-    append(0xF0U | (codePoint >> 18U));
-    append(0x80U | ((codePoint >> 12U) & 0x3FU));
+    put(0xF0U | (codePoint >> 18U));
+    put(0x80U | ((codePoint >> 12U) & 0x3FU));
+    put(0x80U | ((codePoint >> 6U) & 0x3FU));
   }
-  append(0x80U | ((codePoint >> 6U) & 0x3FU));
-  append(0x80U | (codePoint & 0x3FU));
+  put(0x80U | (codePoint & 0x3FU));
+  return to;
 }
 
-char simpleEscape(char letter) {
+// What the letter of an escape other than \u stands for.
+std::optional<char> simpleEscape(char letter) {
   switch (letter) {
+    case '"':
+    case '\\':
+    case '/':
+      return letter;
     case 'b':
       return '\b';
     case 'f':
@@ -56,31 +78,43 @@ char simpleEscape(char letter) {
     case 't':
       return '\t';
     default:
-      return letter;  // quotation mark, backslash and solidus stand for themselves
+      return std::nullopt;
   }
+}
+
+// Takes the escape at the front and writes its character; null if it is malformed.
+char* unescapeOne(std::string_view& escaped, char* to) {
+  if (escaped.size() < 2 || escaped[0] != '\\') {
+    return nullptr;
+  }
+  const char letter = escaped[1];
+  escaped.remove_prefix(2);
+  if (letter == 'u') {
+    const auto codePoint = takeUnicodeEscape(escaped);
+    return codePoint ? putUtf8(to, *codePoint) : nullptr;
+  }
+  const auto character = simpleEscape(letter);
+  if (!character) {
+    return nullptr;
+  }
+  *to = *character;
+  return to + 1;
 }
 
 }  // namespace
 
-std::string unescaped(std::string_view escaped) {
-  std::string text;
-  text.reserve(escaped.size());  // no escape is shorter than what it stands for
-  while (!escaped.empty()) {
-    const std::string_view plain = escaped.substr(0, escaped.find('\\'));
-    text += plain;
+char* unescape(std::string_view escaped, char* to) {
+  // What stands for a character is never shorter than it, so the room behind `to` stays sufficient.
+  while (to != nullptr && !escaped.empty()) {
+    const char* const special = findSpecial<Solidus::plain>(escaped.begin(), escaped.end());
+    const std::string_view plain(escaped.begin(), special);
+    to = std::ranges::copy(plain, to).out;
     escaped.remove_prefix(plain.size());
-    if (escaped.empty()) {
-      break;
-    }
-    const char letter = escaped[1];
-    escaped.remove_prefix(2);
-    if (letter == 'u') {
-      appendUtf8(text, takeUnicodeEscape(escaped));
-    } else {
-      text += simpleEscape(letter);
+    if (!escaped.empty()) {
+      to = unescapeOne(escaped, to);
     }
   }
-  return text;
+  return to;
 }
 
 }  // namespace ferncrest

@@ -1,12 +1,12 @@
 #pragma once
 
-#include <string>
 #include <string_view>
 
 namespace ferncrest {
 
-/// The text of a JSON string given the characters between its quotation marks, which must have been
-/// found well-formed.
-std::string unescaped(std::string_view escaped);
+/// Writes the text of a JSON string, given the characters between its quotation marks, to `to`,
+/// where there must be room for as many. Returns the end of the text, or null if a character or an
+/// escape is malformed.
+char* unescape(std::string_view escaped, char* to);
 
 }  // namespace ferncrest

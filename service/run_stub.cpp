@@ -36,7 +36,7 @@ template <typename Record>
 concept Answered = requires(const StubBridge& stub, Record& record) { answer(stub, record); };
 
 // What the stub has no answer to, and what is meant for another platform, is ignored.
-Outcome route(const StubBridge& stub, BridgeEnvelope envelope) {
+Outcome route(const StubBridge& stub, BridgeEnvelope& envelope) {
   return std::visit(
       [&]<typename Record>(Record& record) -> Outcome {
         if constexpr (Answered<Record>) {
@@ -54,7 +54,7 @@ Outcome answerLine(const StubBridge& stub, std::string_view text) {
   if (!envelope) {
     return std::unexpected(Failure{std::string(envelope.error().description())});
   }
-  return route(stub, std::move(*envelope));
+  return route(stub, *envelope);
 }
 
 }  // namespace
