@@ -6,92 +6,121 @@
 #include <vector>
 
 #include "protocol/coding.h"
-#include "protocol/json_writer.h"
+#include "protocol/json_output.h"
 #include "protocol/schema.h"
 
 namespace ferncrest {
 
 namespace {
 
-void encode(JsonWriter& writer, const std::string& text) {
-  writer.string(text);
+// Everything is encoded twice by the same functions, to a JsonSize and then to a JsonMemory. They
+// are taken and returned by value, which keeps them in a register.
+
+template <typename Output>
+Output encode(Output output, const std::string& text) {
+  output.put("\"");
+  output.putEscaped(text);
+  output.put("\"");
+  return output;
 }
 
-void encode(JsonWriter& writer, bool value) {
-  writer.boolean(value);
+template <typename Output>
+Output encode(Output output, bool value) {
+  output.put(value ? "true" : "false");
+  return output;
 }
 
-template <typename Record>
-void encode(JsonWriter& writer, const Record& record);
+template <typename Output, typename Record>
+Output encode(Output output, const Record& record);
 
-template <typename... Cases>
-void encode(JsonWriter& writer, const std::variant<Cases...>& choice);
+template <typename Output, typename... Cases>
+Output encode(Output output, const std::variant<Cases...>& choice);
 
-template <typename Element>
-void encode(JsonWriter& writer, const std::vector<Element>& list) {
-  writer.beginArray();
+template <typename Output, typename Element>
+Output encode(Output output, const std::vector<Element>& list) {
+  const Output begin = output;
   for (const Element& element : list) {
-    writer.element();
-    encode(writer, element);
+    output.put(",");
+    output = encode(output, element);
   }
-  writer.endArray();
+  output.enclose(begin, '[', ']');
+  return output;
 }
 
-template <typename Value>
-void encodeField(JsonWriter& writer, std::string_view key, const Value& value) {
-  writer.key(key);
-  encode(writer, value);
+template <typename Output>
+Output putKey(Output output, std::string_view key) {
+  output.put(",\"");
+  output.put(key);
+  output.put("\":");
+  return output;
+}
+
+template <typename Output, typename Value>
+Output encodeField(Output output, std::string_view key, const Value& value) {
+  return encode(putKey(output, key), value);
 }
 
 // An absent value leaves no key.
-template <typename Value>
-void encodeField(JsonWriter& writer, std::string_view key, const std::optional<Value>& value) {
-  if (value) {
-    encodeField(writer, key, *value);
-  }
+template <typename Output, typename Value>
+Output encodeField(Output output, std::string_view key, const std::optional<Value>& value) {
+  return value ? encodeField(output, key, *value) : output;
 }
 
-template <typename Record>
-void encode(JsonWriter& writer, const Record& record) {
+template <typename Output, typename Record>
+Output encode(Output output, const Record& record) {
   static constexpr auto order = writtenOrder<Record>();
-  writer.beginObject();
+  const Output begin = output;
   [&]<std::size_t... index>(std::index_sequence<index...>) {
-    (encodeField(writer, std::get<order[index]>(Schema<Record>::fields).key,
-                 record.*std::get<order[index]>(Schema<Record>::fields).member),
+    ((output = encodeField(output, std::get<order[index]>(Schema<Record>::fields).key,
+                           record.*std::get<order[index]>(Schema<Record>::fields).member)),
      ...);
   }(std::make_index_sequence<order.size()>());
-  writer.endObject();
+  output.enclose(begin, '{', '}');
+  return output;
 }
 
-template <typename... Cases>
-void encode(JsonWriter& writer, const std::variant<Cases...>& choice) {
-  writer.beginObject();
-  writer.key(Schema<std::variant<Cases...>>::cases.at(choice.index()));
-  std::visit([&](const auto& payload) { encode(writer, payload); }, choice);
-  writer.endObject();
+// The one member that names the case held; `encodePayload` gives the value under it.
+template <typename Output, typename... Cases, typename EncodePayload>
+Output encodeCase(Output output, const std::variant<Cases...>& choice,
+                  EncodePayload encodePayload) {
+  static constexpr const auto& cases = Schema<std::variant<Cases...>>::cases;
+  const Output begin = output;
+  const auto encodeIfHeld = [&]<std::size_t index>(std::in_place_index_t<index> /*candidate*/) {
+    if (const auto* const payload = std::get_if<index>(&choice)) {
+      output = encodePayload(putKey(output, cases[index]), *payload);
+    }
+  };
+  [&]<std::size_t... index>(std::index_sequence<index...>) {
+    (encodeIfHeld(std::in_place_index<index>), ...);
+  }(std::index_sequence_for<Cases...>());
+  output.enclose(begin, '{', '}');
+  return output;
+}
+
+template <typename Output, typename... Cases>
+Output encode(Output output, const std::variant<Cases...>& choice) {
+  return encodeCase(output, choice,
+                    [](Output place, const auto& payload) { return encode(place, payload); });
 }
 
 // Unlike the other choices, an envelope holds its record under a key of its own.
-void encode(JsonWriter& writer, const BridgeEnvelope& envelope) {
-  writer.beginObject();
-  writer.key(Schema<BridgeEnvelope>::cases.at(envelope.index()));
-  writer.beginObject();
-  writer.key(payloadKey);
-  std::visit([&](const auto& record) { encode(writer, record); }, envelope);
-  writer.endObject();
-  writer.endObject();
+template <typename Output>
+Output encode(Output output, const BridgeEnvelope& envelope) {
+  return encodeCase(output, envelope, [](Output place, const auto& record) {
+    const Output begin = place;
+    place = encode(putKey(place, payloadKey), record);
+    place.enclose(begin, '{', '}');
+    return place;
+  });
 }
 
 std::string encodeWithEnd(const BridgeEnvelope& envelope, std::string_view end) {
-  JsonWriter measure(nullptr);
-  encode(measure, envelope);
   std::string text;
-  text.resize_and_overwrite(measure.size() + end.size(), [&](char* destination, std::size_t size) {
-    JsonWriter writer(destination);
-    encode(writer, envelope);
-    end.copy(destination + writer.size(), end.size());
-    return size;
-  });
+  text.resize_and_overwrite(encode(JsonSize(), envelope).size() + end.size(),
+                            [&](char* begin, std::size_t size) {
+                              encode(JsonMemory(begin), envelope).put(end);
+                              return size;
+                            });
   return text;
 }
 
