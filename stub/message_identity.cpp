@@ -9,10 +9,10 @@ namespace ferncrest {
 
 namespace {
 
-void appendDigits(std::string& text, unsigned value, unsigned divisor) {
-  for (; divisor != 0; divisor /= 10) {
-    text += static_cast<char>('0' + value / divisor % 10);
-  }
+constexpr std::string_view hexDigits = "0123456789ABCDEF";
+
+constexpr char digit(unsigned value) {
+  return static_cast<char>('0' + value % 10);
 }
 
 unsigned countOf(auto duration) {
@@ -28,15 +28,14 @@ std::expected<std::string, Failure> newMessageId(RandomBytes& random) {
   }
   (*bytes)[6] = static_cast<std::uint8_t>(((*bytes)[6] & 0x0FU) | 0x40U);  // version 4
   (*bytes)[8] = static_cast<std::uint8_t>(((*bytes)[8] & 0x3FU) | 0x80U);  // the standard variant
-  constexpr std::string_view hexDigits = "0123456789ABCDEF";
-  std::string id;
-  id.reserve(36);
-  for (std::size_t index = 0; index < bytes->size(); ++index) {
-    if (index == 4 || index == 6 || index == 8 || index == 10) {
-      id += '-';
+  std::string id = "00000000-0000-0000-0000-000000000000";
+  auto to = id.begin();
+  for (const std::uint8_t byte : *bytes) {
+    if (*to == '-') {
+      ++to;
     }
-    id += hexDigits[(*bytes)[index] >> 4U];
-    id += hexDigits[(*bytes)[index] & 0xFU];
+    *to++ = hexDigits[byte >> 4U];
+    *to++ = hexDigits[byte & 0xFU];
   }
   return id;
 }
@@ -46,20 +45,19 @@ std::string currentTimestamp() {
   const auto day = std::chrono::floor<std::chrono::days>(now);
   const std::chrono::year_month_day date(day);
   const std::chrono::hh_mm_ss time(now - day);
-  std::string text;
-  text.reserve(20);
-  appendDigits(text, static_cast<unsigned>(static_cast<int>(date.year())), 1000);
-  text += '-';
-  appendDigits(text, static_cast<unsigned>(date.month()), 10);
-  text += '-';
-  appendDigits(text, static_cast<unsigned>(date.day()), 10);
-  text += 'T';
-  appendDigits(text, countOf(time.hours()), 10);
-  text += ':';
-  appendDigits(text, countOf(time.minutes()), 10);
-  text += ':';
-  appendDigits(text, countOf(time.seconds()), 10);
-  text += 'Z';
+  const auto year = static_cast<unsigned>(static_cast<int>(date.year()));
+  std::string text = "0000-00-00T00:00:00Z";
+  const auto put = [&](std::size_t position, unsigned value) {
+    text[position] = digit(value / 10);
+    text[position + 1] = digit(value);
+  };
+  put(0, year / 100);
+  put(2, year % 100);
+  put(5, static_cast<unsigned>(date.month()));
+  put(8, static_cast<unsigned>(date.day()));
+  put(11, countOf(time.hours()));
+  put(14, countOf(time.minutes()));
+  put(17, countOf(time.seconds()));
   return text;
 }
 

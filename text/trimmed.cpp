@@ -16,8 +16,8 @@ bool isAsciiWhiteSpace(char byte) {
 }
 
 // What most texts begin and end with.
-bool isPlain(char byte) {
-  return byte > ' ';
+bool isAsciiGraphic(char byte) {
+  return byte > ' ' && byte <= '~';
 }
 
 bool isWhiteSpace(const Utf8Step& step) {
@@ -56,7 +56,7 @@ Utf8Step lastStep(std::string_view bytes) {
 }  // namespace
 
 std::string_view trimmed(std::string_view text) {
-  if (!text.empty() && isPlain(text.front()) && isPlain(text.back())) {
+  if (!text.empty() && isAsciiGraphic(text.front()) && isAsciiGraphic(text.back())) {
     return text;
   }
   while (!text.empty()) {
