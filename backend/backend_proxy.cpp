@@ -127,7 +127,7 @@ std::shared_ptr<const Fd> ManagedBridgeBackendProxy::inputOfRunningBackend() con
 
 void ManagedBridgeBackendProxy::stop() {
   const Clock::time_point deadline = Clock::now() + patience;
-  if (const auto process = handles().process; process && !process->isRunning()) {
+  if (hasEndedByItself()) {
     waitForReport(deadline);
   }
   Handles last;
@@ -147,16 +147,14 @@ void ManagedBridgeBackendProxy::stop() {
 }
 
 void ManagedBridgeBackendProxy::giveUp() {
-  const Handles last = handles();
-  if (last.process) {
-    waitForReport(Clock::now() + endNoticeDelay);
-    if (!last.process->isRunning()) {
-      waitForReport({});
-    }
+  const auto output = handles().stdoutHandle;
+  waitForReport(Clock::now() + endNoticeDelay);
+  if (hasEndedByItself()) {
+    waitForReport({});
   }
   stop();
-  if (last.stdoutHandle) {
-    last.stdoutHandle->waitForEnd({});
+  if (output) {
+    output->waitForEnd({});
   }
 }
 
@@ -165,8 +163,9 @@ void ManagedBridgeBackendProxy::handleTermination(int terminationStatus) {
   const std::string message = "Managed bridge backend exited unexpectedly with status " +
                               std::to_string(terminationStatus) + ".";
   over_->raise();
-  if (const auto output = handles().stdoutHandle) {
-    output->waitForEnd({});  // the backend's last words come first
+  const Handles last = handles();
+  if (last.stdoutHandle) {
+    last.stdoutHandle->waitForEnd({});  // the backend's last words come first
   }
   {
     const OutputStream::Turn turn(events_);
@@ -179,6 +178,10 @@ void ManagedBridgeBackendProxy::handleTermination(int terminationStatus) {
       }
     }
   }
+  if (last.stderrHandle) {
+    // Its last diagnostics too, as far as the host takes them.
+    last.stderrHandle->waitForEnd(Clock::now() + patience);
+  }
   const std::lock_guard lock(mutex_);
   hasReported_ = true;
   reported_.notify_all();
@@ -189,6 +192,12 @@ bool ManagedBridgeBackendProxy::takeReport() {
   const std::lock_guard lock(mutex_);
   handles_ = {};
   return !didRequestStop_;
+}
+
+// Handles are emptied by stop and at the backend's end.
+bool ManagedBridgeBackendProxy::hasEndedByItself() const {
+  const std::lock_guard lock(mutex_);
+  return !didRequestStop_ && (!handles_.process || !handles_.process->isRunning());
 }
 
 void ManagedBridgeBackendProxy::waitForReport(Deadline deadline) {

@@ -71,6 +71,7 @@ class ManagedBridgeBackendProxy {
   [[nodiscard]] static Outcome watch(const std::shared_ptr<ManagedBridgeBackendProxy>& proxy);
   void handleTermination(int terminationStatus);
   bool takeReport();
+  bool hasEndedByItself() const;
   void waitForReport(Deadline deadline);
   [[nodiscard]] Handles handles() const;
   [[nodiscard]] std::shared_ptr<const Fd> inputOfRunningBackend() const;
