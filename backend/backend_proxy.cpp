@@ -1,12 +1,11 @@
 #include "backend/backend_proxy.h"
 
-#include <system_error>
-#include <thread>
 #include <utility>
 
 #include "backend/launch_configuration.h"
 #include "platform/io.h"
 #include "platform/paths.h"
+#include "platform/thread.h"
 #include "protocol/coding.h"
 
 namespace ferncrest {
@@ -35,16 +34,11 @@ Outcome ManagedBridgeBackendProxy::start(const std::shared_ptr<ManagedBridgeBack
   if (!handles) {
     return std::unexpected(handles.error());
   }
-  {
-    const std::lock_guard lock(proxy->mutex_);
-    proxy->handles_ = *handles;
-  }
+  proxy->setHandles(*handles);
   Outcome watched = watch(proxy);
   if (!watched) {
-    const std::lock_guard lock(proxy->mutex_);
-    proxy->handles_ = {};
-    proxy->over_->raise();
-    handles->process->endNow();
+    proxy->setHandles({});
+    proxy->abandon(*handles);
   }
   return watched;
 }
@@ -70,37 +64,47 @@ std::expected<ManagedBridgeBackendProxy::Handles, Failure> ManagedBridgeBackendP
   return connect(std::move(*child));
 }
 
-// Starts the relays; without both of them the child is of no use.
+// Starts the relays; without both of them the child is of no use. The one to standard output comes
+// last, so that nothing reaches the host from a backend that is given up.
 std::expected<ManagedBridgeBackendProxy::Handles, Failure> ManagedBridgeBackendProxy::connect(
     LaunchedChild child) const {
-  auto output = Relay::start(std::move(child.output), events_, over_);
+  Handles handles{.process = std::move(child.process),
+                  .stdinHandle = std::make_shared<const Fd>(std::move(child.input)),
+                  .stdoutHandle = {},
+                  .stderrHandle = {}};
   auto errors = Relay::start(std::move(child.errors), diagnostics_, over_);
-  if (!output || !errors) {
-    over_->raise();
-    child.process->endNow();
-    return std::unexpected(output ? errors.error() : output.error());
+  if (!errors) {
+    abandon(handles);
+    return std::unexpected(errors.error());
   }
-  return Handles{.process = std::move(child.process),
-                 .stdinHandle = std::make_shared<const Fd>(std::move(child.input)),
-                 .stdoutHandle = std::move(*output),
-                 .stderrHandle = std::move(*errors)};
+  handles.stderrHandle = std::move(*errors);
+  auto output = Relay::start(std::move(child.output), events_, over_);
+  if (!output) {
+    abandon(handles);
+    return std::unexpected(output.error());
+  }
+  handles.stdoutHandle = std::move(*output);
+  return handles;
+}
+
+// Ends a backend that cannot be served; afterwards standard output is the caller's.
+void ManagedBridgeBackendProxy::abandon(const Handles& handles) const {
+  over_->raise();
+  handles.process->endNow();
+  if (handles.stdoutHandle) {
+    handles.stdoutHandle->waitForEnd({});
+  }
 }
 
 Outcome ManagedBridgeBackendProxy::watch(const std::shared_ptr<ManagedBridgeBackendProxy>& proxy) {
-  const auto wait = [weak = std::weak_ptr(proxy), process = proxy->handles().process] {
+  return startThread([weak = std::weak_ptr(proxy), process = proxy->handles().process] {
     process->waitForEnd();
     const auto alive = weak.lock();
     const int terminationStatus = process->reap();
     if (alive) {
       alive->handleTermination(terminationStatus);
     }
-  };
-  try {
-    std::thread(wait).detach();
-    return {};
-  } catch (const std::system_error& error) {
-    return std::unexpected(systemFailure(error.code().value()));
-  }
+  });
 }
 
 std::expected<void, Error> ManagedBridgeBackendProxy::send(const MessageLine& line) {
@@ -208,6 +212,11 @@ void ManagedBridgeBackendProxy::waitForReport(Deadline deadline) {
   } else {
     reported_.wait(lock, isDone);
   }
+}
+
+void ManagedBridgeBackendProxy::setHandles(Handles handles) {
+  const std::lock_guard lock(mutex_);
+  handles_ = std::move(handles);
 }
 
 ManagedBridgeBackendProxy::Handles ManagedBridgeBackendProxy::handles() const {

@@ -68,11 +68,13 @@ class ManagedBridgeBackendProxy {
 
   [[nodiscard]] std::expected<Handles, Failure> launch();
   [[nodiscard]] std::expected<Handles, Failure> connect(LaunchedChild child) const;
+  void abandon(const Handles& handles) const;
   [[nodiscard]] static Outcome watch(const std::shared_ptr<ManagedBridgeBackendProxy>& proxy);
   void handleTermination(int terminationStatus);
   bool takeReport();
   bool hasEndedByItself() const;
   void waitForReport(Deadline deadline);
+  void setHandles(Handles handles);
   [[nodiscard]] Handles handles() const;
   [[nodiscard]] std::shared_ptr<const Fd> inputOfRunningBackend() const;
 

@@ -6,12 +6,12 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <system_error>
-#include <thread>
+#include <new>
 #include <utility>
 
 #include "platform/io.h"
 #include "platform/system.h"
+#include "platform/thread.h"
 
 namespace ferncrest {
 
@@ -34,13 +34,16 @@ Relay::Relay(Fd source, OutputStream& destination, std::shared_ptr<const Event> 
 
 std::expected<std::shared_ptr<Relay>, Failure> Relay::start(Fd source, OutputStream& destination,
                                                             std::shared_ptr<const Event> over) {
+  std::shared_ptr<Relay> relay;
   try {
-    auto relay = std::make_shared<Relay>(std::move(source), destination, std::move(over));
-    std::thread([relay] { relay->run(); }).detach();
-    return relay;
-  } catch (const std::system_error& error) {
-    return std::unexpected(systemFailure(error.code().value()));
+    relay = std::make_shared<Relay>(std::move(source), destination, std::move(over));
+  } catch (const std::bad_alloc&) {
+    return std::unexpected(systemFailure(ENOMEM));
   }
+  if (const Outcome started = startThread([relay] { relay->run(); }); !started) {
+    return std::unexpected(started.error());
+  }
+  return relay;
 }
 
 bool Relay::waitForEnd(Deadline deadline) {
