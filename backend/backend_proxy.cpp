@@ -141,6 +141,8 @@ void ManagedBridgeBackendProxy::stop() {
     last = std::exchange(handles_, {});
   }
   if (!last.process) {
+    // It ended in between and its report is under way, which must not be cut off.
+    waitForReport(deadline);
     return;
   }
   over_->raise();
@@ -164,24 +166,13 @@ void ManagedBridgeBackendProxy::giveUp() {
 
 // On the thread that waits for the backend's end.
 void ManagedBridgeBackendProxy::handleTermination(int terminationStatus) {
-  const std::string message = "Managed bridge backend exited unexpectedly with status " +
-                              std::to_string(terminationStatus) + ".";
   over_->raise();
   const Handles last = handles();
   if (last.stdoutHandle) {
     last.stdoutHandle->waitForEnd({});  // the backend's last words come first
   }
-  {
-    const OutputStream::Turn turn(events_);
-    // Decided with the turn in hand: once stop has taken the proxy over, nothing is reported.
-    if (takeReport()) {
-      for (const BridgeEnvelope& envelope :
-           {BridgeEnvelope(BridgeStateChangedEvent{ErrorState{message}}),
-            BridgeEnvelope(BridgeErrorEvent{message})}) {
-        static_cast<void>(turn.write(encodeEnvelopeLine(envelope)));
-      }
-    }
-  }
+  report("Managed bridge backend exited unexpectedly with status " +
+         std::to_string(terminationStatus) + ".");
   if (last.stderrHandle) {
     // Its last diagnostics too, as far as the host takes them.
     last.stderrHandle->waitForEnd(Clock::now() + patience);
@@ -189,6 +180,19 @@ void ManagedBridgeBackendProxy::handleTermination(int terminationStatus) {
   const std::lock_guard lock(mutex_);
   hasReported_ = true;
   reported_.notify_all();
+}
+
+void ManagedBridgeBackendProxy::report(const std::string& message) {
+  const OutputStream::Turn turn(events_);
+  // Decided with the turn in hand: once stop has taken the proxy over, nothing is reported.
+  if (!takeReport()) {
+    return;
+  }
+  for (const BridgeEnvelope& envelope :
+       {BridgeEnvelope(BridgeStateChangedEvent{ErrorState{message}}),
+        BridgeEnvelope(BridgeErrorEvent{message})}) {
+    static_cast<void>(turn.write(encodeEnvelopeLine(envelope)));
+  }
 }
 
 // Empties the handles; whether the end is to be reported.

@@ -71,6 +71,7 @@ class ManagedBridgeBackendProxy {
   void abandon(const Handles& handles) const;
   [[nodiscard]] static Outcome watch(const std::shared_ptr<ManagedBridgeBackendProxy>& proxy);
   void handleTermination(int terminationStatus);
+  void report(const std::string& message);
   bool takeReport();
   bool hasEndedByItself() const;
   void waitForReport(Deadline deadline);

@@ -88,7 +88,7 @@ std::size_t Relay::relayChunk(std::size_t most) {
     }
     // After any other failure too, the bytes are still in the pipe and this chunk takes the long
     // way.
-    movesInSystem_ = errno != EINVAL;
+    movesInSystem_ = moved != -EINVAL;
   }
   const auto count = readSome(source_.get(), {buffer_.data(), std::min(most, chunkSize)});
   if (!count || *count == 0) {

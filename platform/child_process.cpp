@@ -5,30 +5,32 @@
 #include <cerrno>
 #include <csignal>
 
+#include "platform/system.h"
+
 namespace ferncrest {
 
 namespace {
 
-// Whether the child has ended, without reaping it. A child that the system does not know any more
-// has ended too.
-bool hasEnded(pid_t pid, int options) {
+// Whether the child has ended, without reaping it. One that the system does not know any more has
+// ended too; one that is merely stopped has not.
+bool hasEnded(pid_t pid) {
   siginfo_t info{};
   int status = 0;
   do {
-    status = ::waitid(P_PID, static_cast<id_t>(pid), &info, WEXITED | WNOWAIT | options);
+    status = ::waitid(P_PID, static_cast<id_t>(pid), &info, WEXITED | WNOWAIT | WNOHANG);
   } while (status != 0 && errno == EINTR);
-  return status != 0 || info.si_pid == pid;
+  return status != 0 || (info.si_pid == pid && info.si_code != CLD_STOPPED);
 }
 
 }  // namespace
 
 bool ChildProcess::isRunning() const {
   const std::lock_guard lock(mutex_);
-  return !reaped_ && !hasEnded(pid_, WNOHANG);
+  return !reaped_ && !hasEnded(pid_);
 }
 
 void ChildProcess::waitForEnd() {
-  hasEnded(pid_, 0);
+  waitForExit(pid_);
   wasSeenToEnd_ = true;
 }
 

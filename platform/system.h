@@ -4,6 +4,7 @@
 // call, unless said otherwise.
 
 #include <spawn.h>
+#include <sys/types.h>
 
 #include <cstddef>
 #include <optional>
@@ -32,8 +33,15 @@ std::ptrdiff_t writeBytes(int fd, const char* bytes, std::size_t size);
 /// feeds it can finish a burst first. Makes no difference where a processor is free.
 void yieldToOthers();
 
+/// Waits until the child has ended, and leaves it to be reaped. A child that the system does not
+/// know any more has ended.
+void waitForExit(pid_t child);
+
+/// Gives memory that was freed back to the system.
+void releaseFreeMemory();
+
 /// Moves bytes from a pipe to a stream inside the system, without a copy in this process: how many,
-/// or -1 with errno set. EINVAL where the system or the stream cannot do this.
+/// or a negated errno value, -EINVAL where the system or the stream cannot do this.
 std::ptrdiff_t moveBytes(int pipe, int stream, std::size_t most);
 
 /// The path of this program's file; nothing when the system cannot tell.

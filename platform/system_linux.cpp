@@ -1,10 +1,13 @@
 #include <fcntl.h>
+#include <malloc.h>
 #include <sched.h>
 #include <sys/mman.h>
 #include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <climits>
 
 #include "platform/system.h"
@@ -44,8 +47,20 @@ void yieldToOthers() {
   ::sched_setscheduler(0, SCHED_BATCH, &parameters);
 }
 
+void waitForExit(pid_t child) {
+  siginfo_t info{};
+  while (::waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOWAIT) != 0 &&
+         errno == EINTR) {
+  }
+}
+
+void releaseFreeMemory() {
+  ::malloc_trim(0);
+}
+
 std::ptrdiff_t moveBytes(int pipe, int stream, std::size_t most) {
-  return ::splice(pipe, nullptr, stream, nullptr, most, SPLICE_F_MOVE);
+  const ssize_t count = ::splice(pipe, nullptr, stream, nullptr, most, SPLICE_F_MOVE);
+  return count >= 0 ? count : -errno;
 }
 
 std::optional<std::string> ownExecutablePath() {

@@ -1,6 +1,8 @@
 #include <fcntl.h>
 #include <mach-o/dyld.h>
 #include <mach/mach.h>
+#include <malloc/malloc.h>
+#include <sys/event.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -9,6 +11,7 @@
 #include <cerrno>
 #include <cstdint>
 
+#include "platform/fd.h"
 #include "platform/system.h"
 
 namespace ferncrest {
@@ -59,9 +62,26 @@ std::ptrdiff_t writeBytes(int fd, const char* bytes, std::size_t size) {
 
 void yieldToOthers() {}  // the relay's bursts were measured on Linux alone
 
+// Not by waitid, which here also returns for a child that is merely stopped.
+void waitForExit(pid_t child) {
+  const Fd queue(::kqueue());
+  struct kevent event{};
+  EV_SET(&event, static_cast<uintptr_t>(child), EVFILT_PROC, EV_ADD | EV_ONESHOT, NOTE_EXIT, 0,
+         nullptr);
+  // A child that has ended already is refused with ESRCH.
+  if (::kevent(queue.get(), &event, 1, nullptr, 0, nullptr) != 0) {
+    return;
+  }
+  while (::kevent(queue.get(), nullptr, 0, &event, 1, nullptr) < 0 && errno == EINTR) {
+  }
+}
+
+void releaseFreeMemory() {
+  ::malloc_zone_pressure_relief(nullptr, 0);
+}
+
 std::ptrdiff_t moveBytes(int /*pipe*/, int /*stream*/, std::size_t /*most*/) {
-  errno = EINVAL;
-  return -1;
+  return -EINVAL;
 }
 
 std::optional<std::string> ownExecutablePath() {

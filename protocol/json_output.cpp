@@ -34,8 +34,8 @@ constexpr std::string_view numericEscapeStart = "\\u00";
 
 void JsonSize::putEscaped(std::string_view text) {
   size_ += text.size();
-  const char* const end = text.end();
-  const char* special = findSpecial<Solidus::special>(text.begin(), end);
+  const char* const end = text.data() + text.size();
+  const char* special = findSpecial<Solidus::special>(text.data(), end);
   for (; special != end; special = findSpecial<Solidus::special>(special + 1, end)) {
     size_ += escapeLetter(*special) != '\0' ? 1 : numericEscapeStart.size() + 1;
   }
@@ -43,8 +43,8 @@ void JsonSize::putEscaped(std::string_view text) {
 
 void JsonMemory::putEscaped(std::string_view text) {
   constexpr std::string_view hexDigits = "0123456789abcdef";
-  const char* from = text.begin();
-  const char* const end = text.end();
+  const char* from = text.data();
+  const char* const end = from + text.size();
   for (;;) {
     const char* const special = findSpecial<Solidus::special>(from, end);
     put({from, special});

@@ -14,8 +14,8 @@ namespace {
 std::optional<char32_t> takeHex4(std::string_view& escaped) {
   const std::string_view digits = escaped.substr(0, 4);
   unsigned unit = 0;
-  const auto [end, error] = std::from_chars(digits.begin(), digits.end(), unit, 16);
-  if (digits.size() != 4 || end != digits.end()) {
+  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), unit, 16);
+  if (digits.size() != 4 || end != digits.data() + digits.size()) {
     return std::nullopt;
   }
   escaped.remove_prefix(4);
@@ -106,8 +106,9 @@ char* unescapeOne(std::string_view& escaped, char* to) {
 char* unescape(std::string_view escaped, char* to) {
   // What stands for a character is never shorter than it, so the room behind `to` stays sufficient.
   while (to != nullptr && !escaped.empty()) {
-    const char* const special = findSpecial<Solidus::plain>(escaped.begin(), escaped.end());
-    const std::string_view plain(escaped.begin(), special);
+    const char* const special =
+        findSpecial<Solidus::plain>(escaped.data(), escaped.data() + escaped.size());
+    const std::string_view plain(escaped.data(), special);
     to = std::ranges::copy(plain, to).out;
     escaped.remove_prefix(plain.size());
     if (!escaped.empty()) {

@@ -3,12 +3,14 @@
 #include <cstring>
 
 #include "platform/io.h"
+#include "platform/system.h"
 #include "text/trimmed.h"
 #include "text/utf8.h"
 
 namespace ferncrest {
 
 std::optional<MessageLine> LineReader::next() {
+  repaired_ = std::string();
   while (const auto line = nextRawLine()) {
     if (const std::string_view text = trimmed(*line); !text.empty()) {
       return terminate(text);
@@ -43,7 +45,6 @@ std::optional<std::string_view> LineReader::nextRawLine() {
 // The line feed takes the place of a byte behind the text that was white space, or that lies past
 // the end of input, where the buffer keeps one byte free.
 MessageLine LineReader::terminate(std::string_view text) {
-  repaired_ = std::string();
   if (!isValidUtf8(text)) {
     repaired_ = repairedUtf8(text);
     repaired_ += '\n';
@@ -84,6 +85,7 @@ void LineReader::makeRoom() {
   if (buffer_.capacity() > usualCapacity && begin_ == 0 && end_ < usualCapacity / 2 &&
       !isReadable(fd_)) {
     buffer_.resize(usualCapacity);
+    releaseFreeMemory();
   }
 }
 

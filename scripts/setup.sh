@@ -2,7 +2,7 @@
 # Shared by the commands beside this file: finding what is missing, installing it, building.
 # All that is said here goes to standard error, and standard input is left alone.
 
-cd "$(dirname "${BASH_SOURCE[0]}")/.." || exit 1
+CDPATH="" cd -- "$(dirname "${BASH_SOURCE[0]}")/.." || exit 1
 
 # shellcheck disable=SC2034  # for the commands that read this file
 if [ "$(uname)" = Darwin ]; then

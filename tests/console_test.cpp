@@ -12,7 +12,7 @@
 
 // What the example console understands and shows.
 
-namespace ferncrest {
+namespace ferncrest::testing {
 
 namespace {
 
@@ -116,4 +116,4 @@ TEST(ConsoleLines, areCutFromPieces) {
 
 }  // namespace
 
-}  // namespace ferncrest
+}  // namespace ferncrest::testing

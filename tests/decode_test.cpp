@@ -6,7 +6,7 @@
 
 #include "protocol/coding.h"
 
-namespace ferncrest {
+namespace ferncrest::testing {
 namespace {
 
 using Kind = DecodingError::Kind;
@@ -42,7 +42,7 @@ void expectOutcomes(const std::string& before, const std::string& rows, const st
   }
 }
 
-TEST(Decode, ReadsEnvelopesAndRequests) {
+TEST(Decode, readsEnvelopesAndRequests) {
   expectOutcomes("", R"~(
       {"connect":{"_0":{"platform":""}}} => {"connect":{"_0":{"platform":""}}}
       { "connect" : { "_0" : { "platform" : "p" } } }  => {"connect":{"_0":{"platform":"p"}}}
@@ -76,7 +76,7 @@ TEST(Decode, ReadsEnvelopesAndRequests) {
             "{\"error\":{\"_0\":{\"message\":\"\u00E9\u20AC\U0001F600\\b\\f\\r\\t\\/\"}}}");
 }
 
-TEST(Decode, ReadsScopesAndStates) {
+TEST(Decode, readsScopesAndStates) {
   expectOutcomes(R"({"stateChanged":{"_0":{"state":)", R"~(
       {"connected":{"accountDisplayName":null}} => {"stateChanged":{"_0":{"state":{"connected":{}}}}}
       {"disconnected":{"message":7},"x":0} => {"stateChanged":{"_0":{"state":{"disconnected":{}}}}}
@@ -94,7 +94,7 @@ TEST(Decode, ReadsScopesAndStates) {
                  R"(,"platform":"p"}}})");
 }
 
-TEST(Decode, ReadsMessages) {
+TEST(Decode, readsMessages) {
   expectOutcomes(R"({"sendMessage":{"_0":{"platform":"p","message":{"text":"t",)", R"~(
       "conversationId":"c","attachments":null,"replyToMessageId":null => {"sendMessage":{"_0":{"message":{"conversationId":"c","text":"t"},"platform":"p"}}}
       "attachments":7 => missing BridgeOutboundMessage/sendMessage/_0/message "conversationId"
@@ -110,7 +110,7 @@ TEST(Decode, ReadsMessages) {
       R"(,"messageId":"","conversationId":"","conversationTitle":"","senderId":"","senderDisplayName":"","text":"","timestampISO8601":""}}}})");
 }
 
-TEST(Decode, HasOneSentenceForWrongDataAndOneForMissingData) {
+TEST(Decode, hasOneSentenceForWrongDataAndOneForMissingData) {
   const auto sentence = [](Kind kind) { return DecodingError{kind, {}, {}, {}}.description(); };
   EXPECT_EQ(sentence(Kind::typeMismatch), sentence(Kind::invalidJson));
   EXPECT_EQ(sentence(Kind::missingKey), sentence(Kind::nullValue));
@@ -118,4 +118,4 @@ TEST(Decode, HasOneSentenceForWrongDataAndOneForMissingData) {
 }
 
 }  // namespace
-}  // namespace ferncrest
+}  // namespace ferncrest::testing

@@ -3,12 +3,13 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include <array>
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "process.h"
@@ -72,7 +73,11 @@ class Guest {
   Guest(const Guest&) = delete;
   Guest& operator=(const Guest&) = delete;
   ~Guest() { end(); }
-  void end() const { ::kill(pid_, SIGKILL); }
+  void end() {
+    if (pid_ > 0) {
+      ::kill(std::exchange(pid_, 0), SIGKILL);
+    }
+  }
 
  private:
   pid_t pid_;
@@ -140,7 +145,7 @@ TEST(Delegation, leavesALineThatWaitsForAReaderThatNeverReads) {
   DelegatedService service(
       "exec 3<&0; sleep 1000 <&3 >&- 2>&- & echo $!; echo $$; exec sleep 1000");
   const Guest heirOfTheInput(service->readLine());
-  const Guest backend(service->readLine());
+  Guest backend(service->readLine());
   // The first line fills the pipe, so the second one has to wait; it is under way once the service
   // has read it.
   service->write(std::string(200000, 'x') + "\n" + std::string(200000, 'y') + "\n");
@@ -159,7 +164,9 @@ TEST(Delegation, endsInBoundedTimeThoughTheHostReadsNothing) {
     DelegatedService service("exec head -c 1000000 /dev/zero" + stream);
     const int full = stream.empty() ? service->outputFd() : service->errorsFd();
     ASSERT_TRUE(eventually([&] { return bytesIn(full) == 65536; }));
+    const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(service->finish(), 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(15));
   }
 }
 
@@ -181,6 +188,24 @@ TEST(Delegation, tellsEverythingInOrderToAHostThatReadsLate) {
               std::string(300000, 'x') + exitReport(3) + stubGreeting + fallbackConnectEvents);
     EXPECT_EQ(service->wait(), 0);
   }
+}
+
+TEST(Delegation, reportsTheEndBeforeItEndsItself) {
+  // The report has no room until the host reads, and the input has ended before that.
+  DelegatedService service("echo $$ >&2; head -c 65500 /dev/zero; exit 3");
+  const pid_t backend = std::stoi(service->readErrorLine());
+  ASSERT_TRUE(eventually([&] { return ::kill(backend, 0) != 0; }));
+  service->closeInput();
+  EXPECT_EQ(service->readRest(), std::string(65500, '\0') + exitReport(3));
+  EXPECT_EQ(service->wait(), 0);
+}
+
+TEST(Delegation, relaysTheLastDiagnosticsOfABackendThatEnded) {
+  DelegatedService service("head -c 120000 /dev/zero >&2; exit 3");
+  EXPECT_EQ(service->readBytes(exitReport(3).size()), exitReport(3));
+  service->closeInput();
+  EXPECT_EQ(service->readErrors(), std::string(120000, '\0'));
+  EXPECT_EQ(service->wait(), 0);
 }
 
 TEST(Delegation, relaysWhatWasWrittenBeforeTheInputEnded) {
@@ -219,13 +244,17 @@ TEST(Delegation, answersTheHostThoughItDoesNotReadDiagnostics) {
 }
 
 TEST(Delegation, fallsBackWhenTheBackendClosesItsInput) {
-  DelegatedService service("exec <&-; echo closed; exec sleep 1000");
-  EXPECT_EQ(service->readLine(), "closed\n");
+  DelegatedService service("exec <&-; echo $$; exec sleep 1000");
+  const pid_t backend = std::stoi(service->readLine());
   service->write("not delivered\n" + connectRequest);
-  EXPECT_EQ(service->finish(), 0);
-  EXPECT_EQ(service->readRest(), stubGreeting + fallbackConnectEvents);
-  EXPECT_EQ(service->readErrors(),
+  EXPECT_EQ(service->readBytes((stubGreeting + fallbackConnectEvents).size()),
+            stubGreeting + fallbackConnectEvents);
+  EXPECT_EQ(service->readErrorLine(),
             service.fallbackLine("Managed bridge backend transport failed: Broken pipe"));
+  // It was asked to end, so that is not reported.
+  ASSERT_TRUE(eventually([&] { return ::kill(backend, 0) != 0; }));
+  EXPECT_EQ(service->finish(), 0);
+  EXPECT_EQ(service->readRest(), "");
 }
 
 TEST(Delegation, relaysToAFileThatOnlyGrows) {

@@ -7,7 +7,7 @@
 
 #include "protocol/coding.h"
 
-namespace ferncrest {
+namespace ferncrest::testing {
 namespace {
 
 using Case = std::pair<BridgeEnvelope, std::string>;
@@ -33,7 +33,7 @@ Case changed(const BridgeConnectionState& state, const std::string& text) {
   return {BridgeStateChangedEvent{state}, R"({"stateChanged":{"_0":{"state":)" + text + "}}}"};
 }
 
-TEST(Encode, WritesTheExactBytesAndReadsThemBack) {
+TEST(Encode, writesTheExactBytesAndReadsThemBack) {
   const BridgeAttachment bare{{}, "k", "f", "m", {}, {}, {}};
   const BridgeAttachment full{"i", "k", "f", "m/n", "/l", "d==", "cap"};
   const Case cases[] = {
@@ -71,7 +71,7 @@ TEST(Encode, WritesTheExactBytesAndReadsThemBack) {
   }
 }
 
-TEST(Encode, EscapesWhatMustBeAtEveryPlaceOfAWord) {
+TEST(Encode, escapesWhatMustBeAtEveryPlaceOfAWord) {
   constexpr std::string_view named = "\"\\/\b\f\n\r\t";
   constexpr std::string_view letters = "\"\\/bfnrt";
   for (char character = 0; character < 0x7F; ++character) {
@@ -95,4 +95,4 @@ TEST(Encode, EscapesWhatMustBeAtEveryPlaceOfAWord) {
 }
 
 }  // namespace
-}  // namespace ferncrest
+}  // namespace ferncrest::testing

@@ -10,7 +10,7 @@
 #include "protocol/coding.h"
 #include "text/utf8.h"
 
-namespace ferncrest {
+namespace ferncrest::testing {
 namespace {
 
 bool isWellFormed(std::string_view text) {
@@ -59,7 +59,7 @@ void expectVerdict(bool wellFormed, const std::string& values) {
   }
 }
 
-TEST(JsonReader, JudgesEveryValueToItsEnd) {
+TEST(JsonReader, judgesEveryValueToItsEnd) {
   expectVerdict(true, R"(0|-0|10|-1.50|0e1|0E+0|1e-05|1.0E10|1e999|123456789012345678901)");
   expectVerdict(true,
                 R"(true|false|null|[]|{}|[ ]|[0 , [1]]|{"a":{},"a":[]}|{"":{"\u0000":"\\"}})");
@@ -77,7 +77,7 @@ TEST(JsonReader, JudgesEveryValueToItsEnd) {
   EXPECT_FALSE(isWellFormed(""));
 }
 
-TEST(JsonReader, NestsUpTo1024Levels) {
+TEST(JsonReader, nestsUpTo1024Levels) {
   const auto lists = [](std::size_t depth) {
     return std::string(depth, '[') + std::string(depth, ']');
   };
@@ -92,7 +92,7 @@ TEST(JsonReader, NestsUpTo1024Levels) {
   EXPECT_TRUE(isWellFormed(siblings + "]"));
 }
 
-TEST(JsonReader, AgreesWithAnotherParserAboutMutatedLines) {
+TEST(JsonReader, agreesWithAnotherParserAboutMutatedLines) {
   constexpr std::string_view lines[] = {
       R"({"sendMessage":{"_0":{"message":{"attachments":[{"kind":"k\u00e9"}],"text":"\ud83d\ude00\n"}}}})",
       R"({ "x" : [-0, 1.5e+3, 20E-1, true, false, null, [], {}, ""], "connect":{"_0":"\"\\\/"}})",
@@ -121,4 +121,4 @@ TEST(JsonReader, AgreesWithAnotherParserAboutMutatedLines) {
 }
 
 }  // namespace
-}  // namespace ferncrest
+}  // namespace ferncrest::testing

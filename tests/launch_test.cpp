@@ -11,10 +11,10 @@
 #include "service/launch_authorization.h"
 #include "service/platform_argument.h"
 
-namespace ferncrest {
+namespace ferncrest::testing {
 namespace {
 
-class LaunchAuthorization : public testing::Test {
+class LaunchAuthorization : public ::testing::Test {
  protected:
   void SetUp() override {
     std::string path = std::filesystem::temp_directory_path() / "launch-XXXXXX";
@@ -85,7 +85,7 @@ TEST_F(LaunchAuthorization, NeedsAFileThatCanBeRead) {
   EXPECT_FALSE(isLaunchAuthorized({{"FERNCREST_HELPER_LAUNCH_TOKEN_FILE", path}}));
 }
 
-TEST(PlatformArgument, IsWhatFollowsTheFirstOption) {
+TEST(PlatformArgument, isWhatFollowsTheFirstOption) {
   const std::pair<std::vector<std::string>, std::string> cases[] = {
       {{}, "whatsapp"},
       {{"--platform", "telegram"}, "telegram"},
@@ -102,4 +102,4 @@ TEST(PlatformArgument, IsWhatFollowsTheFirstOption) {
 }
 
 }  // namespace
-}  // namespace ferncrest
+}  // namespace ferncrest::testing

@@ -17,7 +17,7 @@
 #include "text/trimmed.h"
 #include "text/utf8.h"
 
-namespace ferncrest {
+namespace ferncrest::testing {
 namespace {
 
 using Lines = std::vector<std::string>;
@@ -73,7 +73,7 @@ void expectLines(const std::string& input, std::size_t longestBlock, int flags =
   EXPECT_EQ(lines, plainlyCut(input));
 }
 
-TEST(LineReader, FindsTheSameLinesHoweverTheInputIsCut) {
+TEST(LineReader, findsTheSameLinesHoweverTheInputIsCut) {
   const std::string pieces[] = {
       "\n", "\n",   "\r\n", " \t",      "\v",   "\u00A0", "\u2028",     "a",
       "{}", "\x85", "\xC2", "\xE2\x80", "\xFF", "\u00E9", "\U0001F600", std::string(1, '\0')};
@@ -87,7 +87,7 @@ TEST(LineReader, FindsTheSameLinesHoweverTheInputIsCut) {
   }
 }
 
-TEST(LineReader, ReadsLinesOfEveryLengthAroundTheSizeOfItsBuffer) {
+TEST(LineReader, readsLinesOfEveryLengthAroundTheSizeOfItsBuffer) {
   for (std::size_t length = (128U << 10U) - 3; length <= (128U << 10U) + 2; ++length) {
     const std::string line(length, 'x');
     for (const std::string& input : {line, line + "\xFF", line + "\n", "a\n" + line + "\nb\n",
@@ -97,7 +97,7 @@ TEST(LineReader, ReadsLinesOfEveryLengthAroundTheSizeOfItsBuffer) {
   }
 }
 
-TEST(LineReader, GoesOnWithSmallLinesAfterAHugeOne) {
+TEST(LineReader, goesOnWithSmallLinesAfterAHugeOne) {
   std::string input(std::size_t{5} << 20U, 'x');
   input += '\n';
   for (int count = 0; count < 20'000; ++count) {
@@ -106,7 +106,7 @@ TEST(LineReader, GoesOnWithSmallLinesAfterAHugeOne) {
   expectLines(input, 20'000);
 }
 
-TEST(LineReader, EndsWhereReadingFails) {
+TEST(LineReader, endsWhereReadingFails) {
   const Fd directory(::open("/", O_RDONLY | O_CLOEXEC));
   for (const int fd : {directory.get(), -1}) {
     LineReader reader(fd);
@@ -116,4 +116,4 @@ TEST(LineReader, EndsWhereReadingFails) {
 }
 
 }  // namespace
-}  // namespace ferncrest
+}  // namespace ferncrest::testing

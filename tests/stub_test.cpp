@@ -12,7 +12,7 @@
 #include "stub/message_identity.h"
 #include "stub/stub_bridge.h"
 
-namespace ferncrest {
+namespace ferncrest::testing {
 namespace {
 
 using Action = std::function<Outcome(const StubBridge&)>;
@@ -45,7 +45,7 @@ Action send(const BridgeOutboundMessage& message) {
   return [message](const StubBridge& stub) { return handleSendMessage(stub, message); };
 }
 
-TEST(Stub, ReportsItsStateAndStopsWhereTheHostTakesNoMore) {
+TEST(Stub, reportsItsStateAndStopsWhereTheHostTakesNoMore) {
   const auto changed = [](const std::string& state) {
     return R"({"stateChanged":{"_0":{"state":)" + state + "}}}\n";
   };
@@ -76,7 +76,7 @@ TEST(Stub, ReportsItsStateAndStopsWhereTheHostTakesNoMore) {
   }
 }
 
-TEST(Stub, RefusesRealScopesByTheirTitle) {
+TEST(Stub, refusesRealScopesByTheirTitle) {
   const std::pair<BridgeScope, std::string> cases[] = {
       {ConversationScope{"i", " 'b'\n"}, " 'b'\\n"},
       {ChannelScope{"i", "\u00E9/"}, "\u00E9\\/"},
@@ -101,7 +101,7 @@ TEST(Stub, RefusesRealScopesByTheirTitle) {
   }
 }
 
-TEST(Stub, MakesUpMessages) {
+TEST(Stub, makesUpMessages) {
   const auto replaceBehind = [](std::string& text, const std::string& key, std::size_t length) {
     text.replace(text.find(key) + key.size(), length, "...");
   };
@@ -133,7 +133,7 @@ TEST(Stub, MakesUpMessages) {
   }
 }
 
-TEST(Stub, GivesEachMessageItsOwnIdentifier) {
+TEST(Stub, givesEachMessageItsOwnIdentifier) {
   constexpr std::string_view digits = "0123456789ABCDEF";
   RandomBytes random;
   std::set<std::string> ids;
@@ -147,7 +147,7 @@ TEST(Stub, GivesEachMessageItsOwnIdentifier) {
   }
 }
 
-TEST(Stub, StampsMessagesWithTheTimeInUtc) {
+TEST(Stub, stampsMessagesWithTheTimeInUtc) {
   const auto now = [] {
     const std::time_t time = std::time(nullptr);
     std::tm parts{};
@@ -162,4 +162,4 @@ TEST(Stub, StampsMessagesWithTheTimeInUtc) {
 }
 
 }  // namespace
-}  // namespace ferncrest
+}  // namespace ferncrest::testing

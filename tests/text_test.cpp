@@ -10,10 +10,10 @@
 #include "text/trimmed.h"
 #include "text/utf8.h"
 
-namespace ferncrest {
+namespace ferncrest::testing {
 namespace {
 
-TEST(Utf8, RepairsEachMaximalIllFormedSubpartWithOneCharacter) {
+TEST(Utf8, repairsEachMaximalIllFormedSubpartWithOneCharacter) {
   // A question mark stands for U+FFFD.
   constexpr std::pair<std::string_view, std::string_view> cases[] = {
       // The examples of the Unicode standard: overlong forms, surrogates, others, sequences cut.
@@ -41,7 +41,7 @@ TEST(Utf8, RepairsEachMaximalIllFormedSubpartWithOneCharacter) {
   }
 }
 
-TEST(Utf8, IsJudgedAlikeAtEveryPlaceOfAWord) {
+TEST(Utf8, isJudgedAlikeAtEveryPlaceOfAWord) {
   for (std::size_t length = 0; length < 72; ++length) {
     for (std::size_t place = 0; place <= length; ++place) {
       const std::string before(place, 'a');
@@ -56,7 +56,7 @@ TEST(Utf8, IsJudgedAlikeAtEveryPlaceOfAWord) {
   }
 }
 
-TEST(Trimmed, TakesWhiteSpaceOffBothEndsAndNothingElse) {
+TEST(Trimmed, takesWhiteSpaceOffBothEndsAndNothingElse) {
   for (const std::string white :
        {"\t", "\n", "\v", "\f", "\r", " ", "\u0085", "\u00A0", "\u1680", "\u2000", "\u2006",
         "\u200A", "\u2028", "\u2029", "\u202F", "\u205F", "\u3000"}) {
@@ -77,7 +77,7 @@ TEST(Trimmed, TakesWhiteSpaceOffBothEndsAndNothingElse) {
   EXPECT_EQ(trimmed("a\u2028\xA8"), "a\u2028\xA8");
 }
 
-TEST(Canonical, EqualityIsEquivalenceOfValidTexts) {
+TEST(Canonical, equalityIsEquivalenceOfValidTexts) {
   // Texts in one row are equal, texts in different rows are not.
   const std::vector<std::vector<std::string>> rows = {
       {"\u00E9", "e\u0301"},
@@ -109,7 +109,7 @@ TEST(Canonical, EqualityIsEquivalenceOfValidTexts) {
 }
 
 // Exchanging neighbours until they are in order would not come to an end here.
-TEST(Canonical, ComparesLongRunsOfMarks) {
+TEST(Canonical, comparesLongRunsOfMarks) {
   std::string alternating = "a";
   std::string below;
   std::string above;
@@ -121,7 +121,7 @@ TEST(Canonical, ComparesLongRunsOfMarks) {
   EXPECT_TRUE(canonicallyEqual(alternating, "a" + below + above));
 }
 
-TEST(Graphemes, CountsWhatAPersonSeesAsOneCharacter) {
+TEST(Graphemes, countsWhatAPersonSeesAsOneCharacter) {
   constexpr std::pair<std::string_view, std::size_t> cases[] = {
       {"", 0},
       {"abc", 3},
@@ -139,4 +139,4 @@ TEST(Graphemes, CountsWhatAPersonSeesAsOneCharacter) {
 }
 
 }  // namespace
-}  // namespace ferncrest
+}  // namespace ferncrest::testing
