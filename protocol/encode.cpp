@@ -47,6 +47,7 @@ Output encode(Output output, const std::vector<Element>& list) {
   return output;
 }
 
+// Like every element of a list, every member has a comma in front; enclose() writes over the first.
 template <typename Output>
 Output putKey(Output output, std::string_view key) {
   output.put(",\"");
@@ -115,12 +116,12 @@ Output encode(Output output, const BridgeEnvelope& envelope) {
 }
 
 std::string encodeWithEnd(const BridgeEnvelope& envelope, std::string_view end) {
+  const JsonSize counted = encode(JsonSize(), envelope);
   std::string text;
-  text.resize_and_overwrite(encode(JsonSize(), envelope).size() + end.size(),
-                            [&](char* begin, std::size_t size) {
-                              encode(JsonMemory(begin), envelope).put(end);
-                              return size;
-                            });
+  text.resize_and_overwrite(counted.size() + end.size(), [&](char* begin, std::size_t size) {
+    encode(JsonMemory(begin, counted), envelope).put(end);
+    return size;
+  });
   return text;
 }
 

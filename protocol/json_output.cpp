@@ -37,11 +37,12 @@ void JsonSize::putEscaped(std::string_view text) {
   const char* const end = text.data() + text.size();
   const char* special = findSpecial<Solidus::special>(text.data(), end);
   for (; special != end; special = findSpecial<Solidus::special>(special + 1, end)) {
+    hasEscapes_ = true;
     size_ += escapeLetter(*special) != '\0' ? 1 : numericEscapeStart.size() + 1;
   }
 }
 
-void JsonMemory::putEscaped(std::string_view text) {
+void JsonMemory::escape(std::string_view text) {
   constexpr std::string_view hexDigits = "0123456789abcdef";
   const char* from = text.data();
   const char* const end = from + text.size();

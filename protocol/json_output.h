@@ -18,21 +18,29 @@ class JsonSize {
   }
 
   [[nodiscard]] std::size_t size() const { return size_; }
+  [[nodiscard]] bool hasEscapes() const { return hasEscapes_; }
 
  private:
   std::size_t size_ = 0;
+  bool hasEscapes_ = false;
 };
 
-/// Memory for JSON text, with room for all that JsonSize counts.
+/// Memory for the JSON text that a JsonSize has counted.
 class JsonMemory {
  public:
-  explicit JsonMemory(char* begin) : position_(begin) {}
+  JsonMemory(char* begin, JsonSize counted) : position_(begin), hasEscapes_(counted.hasEscapes()) {}
 
   void put(std::string_view bytes) {
     std::memcpy(position_, bytes.data(), bytes.size());
     position_ += bytes.size();
   }
-  void putEscaped(std::string_view text);
+  void putEscaped(std::string_view text) {
+    if (hasEscapes_) {
+      escape(text);
+    } else {
+      put(text);
+    }
+  }
   void enclose(JsonMemory begin, char open, char close) {
     position_ += position_ == begin.position_ ? 1 : 0;
     *begin.position_ = open;
@@ -40,7 +48,10 @@ class JsonMemory {
   }
 
  private:
+  void escape(std::string_view text);
+
   char* position_;
+  bool hasEscapes_;  // somewhere in what was counted
 };
 
 }  // namespace ferncrest

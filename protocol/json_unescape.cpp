@@ -1,6 +1,5 @@
 #include "protocol/json_unescape.h"
 
-#include <algorithm>
 #include <charconv>
 #include <optional>
 
@@ -106,10 +105,9 @@ char* unescapeOne(std::string_view& escaped, char* to) {
 char* unescape(std::string_view escaped, char* to) {
   // What stands for a character is never shorter than it, so the room behind `to` stays sufficient.
   while (to != nullptr && !escaped.empty()) {
-    const char* const special =
-        findSpecial<Solidus::plain>(escaped.data(), escaped.data() + escaped.size());
-    const std::string_view plain(escaped.data(), special);
-    to = std::ranges::copy(plain, to).out;
+    const char* const special = findSpecial<Solidus::plain>(escaped.begin(), escaped.end());
+    const std::string_view plain(escaped.begin(), special);
+    to += plain.copy(to, plain.size());
     escaped.remove_prefix(plain.size());
     if (!escaped.empty()) {
       to = unescapeOne(escaped, to);

@@ -10,7 +10,8 @@ namespace ferncrest {
 namespace {
 
 Outcome reportState(const StubBridge& stub) {
-  return stub.emit(BridgeStateChangedEvent{stub.connectionState});
+  return stub.emit(
+      BridgeEnvelope(std::in_place_type<BridgeStateChangedEvent>, stub.connectionState));
 }
 
 Outcome emitMessage(const StubBridge& stub,
@@ -18,7 +19,7 @@ Outcome emitMessage(const StubBridge& stub,
   if (!message) {
     return std::unexpected(std::move(message.error()));
   }
-  return stub.emit(BridgeInboundEvent{std::move(*message)});
+  return stub.emit(BridgeEnvelope(std::in_place_type<BridgeInboundEvent>, std::move(*message)));
 }
 
 Outcome reportScopeUnavailable(const StubBridge& stub, const std::string& title) {
