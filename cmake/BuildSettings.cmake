@@ -9,10 +9,12 @@ set(CMAKE_OSX_DEPLOYMENT_TARGET 14.0 CACHE STRING "Oldest macOS that the program
 
 set(FERNCREST_SANITIZE "" CACHE STRING "Sanitizers to build with, for instance address,undefined")
 
+# Exported as well: of this, what uses the installed library gets what the library cannot do without.
 add_library(ferncrest_settings INTERFACE)
-target_include_directories(ferncrest_settings INTERFACE "${PROJECT_SOURCE_DIR}")
-target_compile_options(ferncrest_settings INTERFACE
-  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -fstack-protector-strong)
+target_compile_features(ferncrest_settings INTERFACE cxx_std_23)
+target_include_directories(ferncrest_settings INTERFACE "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>")
+target_compile_options(ferncrest_settings INTERFACE "$<BUILD_INTERFACE:-Wall;-Wextra;-Wpedantic>"
+  "$<BUILD_INTERFACE:-Wconversion;-Wshadow;-fstack-protector-strong>")
 
 find_package(Threads REQUIRED)
 target_link_libraries(ferncrest_settings INTERFACE Threads::Threads)
@@ -22,7 +24,8 @@ if(FERNCREST_SANITIZE)
     -fsanitize=${FERNCREST_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1)
   target_link_options(ferncrest_settings INTERFACE -fsanitize=${FERNCREST_SANITIZE})
 elseif(CMAKE_BUILD_TYPE STREQUAL "Release")
-  target_compile_options(ferncrest_settings INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+  target_compile_options(ferncrest_settings INTERFACE
+    "$<BUILD_INTERFACE:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
 endif()
 
 # The program ships inside another product, so nothing may have to be installed beside it.

@@ -1,0 +1,54 @@
+# What is installed: the service with its manual and its examples, and the protocol as a library.
+
+include(CMakePackageConfigHelpers)
+include(GNUInstallDirs)
+set(documents "${CMAKE_INSTALL_DATAROOTDIR}/doc/ferncrest-bridge")
+set(package "${CMAKE_INSTALL_LIBDIR}/cmake/FerncrestBridge")
+
+install(TARGETS FerncrestBridgeService RUNTIME COMPONENT program)
+install(FILES docs/FerncrestBridgeService.1
+  DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT program)
+install(FILES README.md DESTINATION "${documents}" COMPONENT program)
+install(DIRECTORY docs examples DESTINATION "${documents}" COMPONENT program
+  FILES_MATCHING PATTERN "*.md" PATTERN "*.json" PATTERN "*.cpp" PATTERN "*.h")
+
+if(TARGET ferncrest-console)
+  install(TARGETS ferncrest-console RUNTIME COMPONENT program)
+endif()
+if(TARGET FerncrestExampleBackend)
+  # Run by the service alone, so it is no command.
+  install(TARGETS FerncrestExampleBackend
+    RUNTIME DESTINATION "${CMAKE_INSTALL_LIBEXECDIR}/ferncrest-bridge" COMPONENT program)
+endif()
+
+# The headers that hosts and backends are written with; they include each other and nothing else.
+foreach(header IN ITEMS
+    protocol/coding.h protocol/decoding_error.h protocol/envelope.h protocol/line_reader.h
+    protocol/values.h
+    text/canonical.h text/trimmed.h text/utf8.h
+    platform/byte_buffer.h platform/environment.h platform/failure.h platform/fd.h platform/files.h
+    platform/io.h platform/standard_streams.h)
+  cmake_path(GET header PARENT_PATH room)
+  install(FILES "${header}"
+    DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/ferncrest/${room}" COMPONENT development)
+endforeach()
+
+foreach(room IN ITEMS settings platform text protocol)
+  set_target_properties(ferncrest_${room} PROPERTIES EXPORT_NAME ${room})
+  install(TARGETS ferncrest_${room} EXPORT FerncrestBridge ARCHIVE COMPONENT development)
+endforeach()
+target_include_directories(ferncrest_settings INTERFACE
+  "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/ferncrest>")
+install(EXPORT FerncrestBridge NAMESPACE FerncrestBridge:: FILE FerncrestBridgeTargets.cmake
+  DESTINATION "${package}" COMPONENT development)
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/FerncrestBridgeConfigVersion.cmake"
+  COMPATIBILITY SameMajorVersion)
+install(FILES cmake/FerncrestBridgeConfig.cmake cmake/FindUtf8proc.cmake
+  "${PROJECT_BINARY_DIR}/FerncrestBridgeConfigVersion.cmake"
+  DESTINATION "${package}" COMPONENT development)
+
+# By the way from the file to the prefix, so that the installed copy can be moved.
+file(RELATIVE_PATH prefix_from_pkgconfig "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
+configure_file(cmake/ferncrest-bridge.pc.in ferncrest-bridge.pc @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/ferncrest-bridge.pc"
+  DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT development)
