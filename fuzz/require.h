@@ -1,0 +1,16 @@
+#pragma once
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace ferncrest::fuzz {
+
+/// Ends the process when `holds` is false, so that the fuzzer keeps the input.
+inline void require(bool holds, const char* property) {
+  if (!holds) {
+    std::fprintf(stderr, "does not hold: %s\n", property);
+    std::abort();
+  }
+}
+
+}  // namespace ferncrest::fuzz
