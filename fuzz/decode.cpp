@@ -44,7 +44,8 @@ bool isPartOfObject(dom::object part, dom::object whole) {
   });
 }
 
-// Whether everything in `part` stands in `whole` at the same place, under the first key of its name.
+// Whether everything in `part` stands in `whole` at the same place, under the first key of its
+// name.
 bool isPartOf(dom::element part, dom::element whole) {
   if (part.type() != whole.type()) {
     return false;
@@ -79,7 +80,8 @@ void checkRoundTrip(const BridgeEnvelope& envelope, dom::element read) {
 
 void check(const std::string& text) {
   static dom::parser parser;
-  static const bool isReady = parser.allocate(4 * longestText, 2 * longestText) == simdjson::SUCCESS;
+  static const bool isReady =
+      parser.allocate(4 * longestText, 2 * longestText) == simdjson::SUCCESS;
   require(isReady, "there is memory");
   const auto envelope = decodeEnvelope(text);
   const bool wellFormed = envelope || envelope.error().kind != DecodingError::Kind::invalidJson;
@@ -101,7 +103,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   if (size > ferncrest::fuzz::longestText) {
     return -1;
   }
-  ferncrest::fuzz::check(
-      ferncrest::repairedUtf8({reinterpret_cast<const char*>(bytes), size}));
+  ferncrest::fuzz::check(ferncrest::repairedUtf8({reinterpret_cast<const char*>(bytes), size}));
   return 0;
 }

@@ -25,10 +25,10 @@ constexpr std::size_t longestText = 4096;
 
 std::string normalized(std::string_view text, int form) {
   utf8proc_uint8_t* result = nullptr;
-  const utf8proc_ssize_t size = utf8proc_map(
-      reinterpret_cast<const utf8proc_uint8_t*>(text.data()),
-      static_cast<utf8proc_ssize_t>(text.size()), &result,
-      static_cast<utf8proc_option_t>(UTF8PROC_STABLE | form));
+  const utf8proc_ssize_t size =
+      utf8proc_map(reinterpret_cast<const utf8proc_uint8_t*>(text.data()),
+                   static_cast<utf8proc_ssize_t>(text.size()), &result,
+                   static_cast<utf8proc_option_t>(UTF8PROC_STABLE | form));
   require(size >= 0, "valid text can be normalized");
   std::string owned(reinterpret_cast<const char*>(result), static_cast<std::size_t>(size));
   std::free(result);

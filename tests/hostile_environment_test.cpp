@@ -1,0 +1,201 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "conversation.h"
+#include "platform/fd.h"
+#include "process.h"
+
+// Hosts and backends that do everything wrong that the system lets them do.
+
+namespace ferncrest::testing {
+
+namespace {
+
+using Conditions = std::function<void()>;
+
+const std::string refusal = "This component must be launched by Ferncrest.\n";
+
+std::string fatal(const std::string& reason) {
+  return "[BridgeService] fatal error: " + reason + "\n";
+}
+
+std::string fallback(const std::string& path, const std::string& reason) {
+  return "[BridgeService] Delegated backend launch failed at " + path + ": " + reason + "\n";
+}
+
+Conditions opened(int fd, const char* path, int flags) {
+  return [=] { ::dup2(::open(path, flags | O_CLOEXEC, 0600), fd); };
+}
+
+Conditions limited(decltype(RLIMIT_FSIZE) resource, rlim_t most) {
+  return [=] {
+    const rlimit limit{.rlim_cur = most, .rlim_max = most};
+    ::setrlimit(resource, &limit);
+  };
+}
+
+void blockAndIgnoreSignals() {
+  sigset_t all;
+  sigfillset(&all);
+  sigprocmask(SIG_BLOCK, &all, nullptr);
+  for (int signal = 1; signal < 32; ++signal) {
+    ::signal(signal, SIG_IGN);
+  }
+}
+
+void standInNoDirectory() {
+  const TemporaryDirectory directory;
+  EXPECT_EQ(::chdir(directory.path().c_str()), 0);
+}
+
+struct StubCase {
+  const char* name;
+  std::vector<Conditions> conditions;
+  int status;
+  std::string output;
+  std::string errors;
+};
+
+TEST(HostileEnvironment, IsAnsweredOrRefusedInWords) {
+  const TemporaryDirectory directory;
+  const std::string file = directory.path("file");
+  const auto grow = opened(1, file.c_str(), O_WRONLY | O_CREAT);
+  const std::string answers = greeting + connectEvents();
+  const std::vector<StubCase> cases{
+      {"all closed", {[] { ::close(0), ::close(1), ::close(2); }}, 1, "", ""},
+      {"input write-only", {opened(0, "/dev/null", O_WRONLY)}, 0, greeting, ""},
+      {"input a directory", {opened(0, "/", O_RDONLY)}, 0, greeting, ""},
+      {"output read-only", {opened(1, "/dev/null", O_RDONLY)}, 1, "", fatal("Bad file descriptor")},
+      {"output full", {opened(1, "/dev/full", O_WRONLY)}, 1, "", fatal("No space left on device")},
+      {"errors read-only", {opened(2, "/dev/null", O_RDONLY)}, 0, answers, ""},
+      {"nowhere to complain",
+       {opened(1, "/dev/full", O_WRONLY), opened(2, "/dev/full", O_WRONLY)},
+       1,
+       "",
+       ""},
+      {"output may not grow, ending by signal",
+       {grow, limited(RLIMIT_FSIZE, 10)},
+       -SIGXFSZ,
+       "",
+       ""},
+      {"output may not grow, signals off",
+       {grow, limited(RLIMIT_FSIZE, 10), blockAndIgnoreSignals},
+       1,
+       "",
+       fatal("File too large")},
+      {"signals off", {blockAndIgnoreSignals}, 0, answers, ""},
+      {"three descriptors", {limited(RLIMIT_NOFILE, 3)}, 64, "", refusal},
+      {"four descriptors", {limited(RLIMIT_NOFILE, 4)}, 0, answers, ""},
+      {"no directory", {standInNoDirectory}, 0, answers, ""},
+  };
+  for (const auto& [name, conditions, status, output, errors] : cases) {
+    SCOPED_TRACE(name);
+    Service service({.inChild = [&all = conditions] {
+      std::ranges::for_each(all, [](const Conditions& condition) { condition(); });
+    }});
+    service.tryWrite(connectRequest);
+    EXPECT_EQ(service.finish(), status);
+    EXPECT_EQ(service.readRest(), output);
+    EXPECT_EQ(service.readErrors(), errors);
+  }
+}
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // which take it all themselves
+TEST(HostileEnvironment, EndsInWordsWhenALineDoesNotFitIntoMemory) {
+  Service service({.inChild = limited(RLIMIT_AS, std::size_t{16} << 20U)});
+  service.tryWrite(connectRequest + std::string(std::size_t{20} << 20U, 'x'));
+  EXPECT_EQ(service.finish(), 1);
+  EXPECT_EQ(service.readRest(), greeting + connectEvents());
+  EXPECT_EQ(service.readErrors(), fatal("Cannot allocate memory"));
+}
+#endif
+
+// The service takes over from a backend at `path` that cannot be started.
+void expectFallback(const std::string& path, const std::string& reason,
+                    const Conditions& conditions = {}) {
+  SCOPED_TRACE(path + ": " + reason);
+  Service service(
+      {.environment = {{"FERNCREST_MANAGED_BRIDGE_BACKEND_PATH", path}}, .inChild = conditions});
+  service.write(connectRequest);
+  EXPECT_EQ(service.finish(), 0);
+  EXPECT_EQ(service.readRest(), greeting + connectEvents(reason.empty() ? "" : " fallback"));
+  EXPECT_EQ(service.readErrors(), reason.empty() ? "" : fallback(path, reason));
+}
+
+TEST(HostileEnvironment, FallsBackFromABackendThatCannotStart) {
+  const TemporaryDirectory directory;
+  std::string foreign(
+      "\x7F"
+      "ELF\x02\x01\x01",
+      7);
+  foreign.resize(64, '\0');
+  foreign[16] = 2;     // a program
+  foreign[18] = 0x7E;  // for a processor that few have
+  foreign[20] = 1;
+  expectFallback(directory.file("foreign", foreign, 0700), "Exec format error");
+  expectFallback(directory.file("empty", "", 0700), "Exec format error");
+
+  const std::string busy = directory.file("busy", "#!/bin/sh\nexit 3\n", 0700);
+  const Fd writer(::open(busy.c_str(), O_WRONLY | O_CLOEXEC));
+  expectFallback(busy, "Text file busy");
+
+  std::filesystem::create_symlink("nowhere", directory.path("dangling"));
+  expectFallback(directory.path("dangling"), "");
+  for (const rlim_t most : {4, 7, 10}) {
+    expectFallback("/bin/cat", "Too many open files", limited(RLIMIT_NOFILE, most));
+  }
+}
+
+TEST(HostileEnvironment, FallsBackWhenThereMayBeNoMoreProcesses) {
+  if (::geteuid() == 0) {
+    GTEST_SKIP() << "root may have any number of processes";
+  }
+  expectFallback("/bin/cat", "Resource temporarily unavailable", limited(RLIMIT_NPROC, 1));
+}
+
+TEST(HostileEnvironment, RelaysWithoutADirectoryAndWithoutRoomForOutput) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.file(
+      "backend", "#!/bin/sh\nread go; head -c 1000000 /dev/zero; echo $go >&2\n", 0700);
+  const Environment environment{{"FERNCREST_MANAGED_BRIDGE_BACKEND_PATH", path}};
+  Service full({.environment = environment, .inChild = opened(1, "/dev/full", O_WRONLY)});
+  full.write("go\n");
+  EXPECT_EQ(full.readErrorLine(), "go\n");
+  Service nowhere({.environment = environment, .inChild = standInNoDirectory});
+  nowhere.write("go\n");
+  EXPECT_EQ(nowhere.readBytes(1'000'000), std::string(1'000'000, '\0'));
+}
+
+TEST(HostileEnvironment, OutlivesABackendThatClosesItsStreamsInAnyOrder) {
+  std::vector<std::string> closings{"exec 0<&-", "exec 1>&-", "exec 2>&-"};
+  do {
+    const TemporaryDirectory directory;
+    const std::string script = closings[0] + "; " + closings[1] + "; " + closings[2];
+    SCOPED_TRACE(script);
+    const std::string path =
+        directory.file("backend",
+                       "#!/bin/sh\n" + script +
+                           "; mkdir \"$0.closed\"; while [ -e \"$0\" ]; do sleep 0.02; done\n",
+                       0700);
+    Service service({.environment = {{"FERNCREST_MANAGED_BRIDGE_BACKEND_PATH", path}}});
+    ASSERT_TRUE(eventually([&] { return std::filesystem::exists(path + ".closed"); }));
+    service.write("not delivered\n" + connectRequest);
+    EXPECT_EQ(service.finish(), 0);
+    EXPECT_EQ(service.readRest(), greeting + connectEvents(" fallback"));
+    EXPECT_EQ(service.readErrors(),
+              fallback(path, "Managed bridge backend transport failed: Broken pipe"));
+  } while (std::ranges::next_permutation(closings).found);
+}
+
+}  // namespace
+
+}  // namespace ferncrest::testing
