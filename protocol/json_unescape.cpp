@@ -105,8 +105,9 @@ char* unescapeOne(std::string_view& escaped, char* to) {
 char* unescape(std::string_view escaped, char* to) {
   // What stands for a character is never shorter than it, so the room behind `to` stays sufficient.
   while (to != nullptr && !escaped.empty()) {
-    const char* const special = findSpecial<Solidus::plain>(escaped.begin(), escaped.end());
-    const std::string_view plain(escaped.begin(), special);
+    const char* const special =
+        findSpecial<Solidus::plain>(escaped.data(), escaped.data() + escaped.size());
+    const std::string_view plain(escaped.data(), special);
     to += plain.copy(to, plain.size());
     escaped.remove_prefix(plain.size());
     if (!escaped.empty()) {
