@@ -50,6 +50,7 @@ TEST(ConsoleCommands, becomeRequests) {
       {"send c --reply-to m", send + R"("c","text":"--reply-to m"},"platform":"p"}}})"},
       {"send \"c x", send + R"("\"c","text":"x"},"platform":"p"}}})"},
       {"raw {\"x\": 1 }", "{\"x\": 1 }"},
+      {"{\"x\": 1 }", "{\"x\": 1 }"},
       {"listen", "What"},
       {"listen to", "What"},
       {"listen channel", "Which"},

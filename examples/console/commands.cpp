@@ -138,7 +138,7 @@ std::string_view commandHelp() {
          "  send [OPTION]... ID TEXT send a message to a conversation\n"
          "    --reply-to MESSAGE     ... as an answer to this one\n"
          "    --file PATH            ... with this file\n"
-         "  raw LINE                 send a line of the protocol as it is\n"
+         "  raw LINE, or {...}       send a line of the protocol as it is\n"
          "  help                     show these commands\n"
          "  quit                     end, like Ctrl-D\n"
          "Messages end with [CONVERSATION MESSAGE]: the IDs to answer with.\n"
@@ -146,6 +146,9 @@ std::string_view commandHelp() {
 }
 
 std::expected<Command, Failure> parseCommand(std::string_view line, const std::string& platform) {
+  if (line.starts_with('{')) {
+    return parseRaw(line, platform);
+  }
   const std::string name = takeWord(line);
   const auto* const command = std::ranges::find(commandParsers, name, &CommandParser::name);
   if (command == commandParsers.end()) {
