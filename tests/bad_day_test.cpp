@@ -2,9 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <memory>
 #include <regex>
 #include <string>
@@ -12,6 +10,7 @@
 #include <vector>
 
 #include "conversation.h"
+#include "platform/files.h"
 #include "process.h"
 
 // Whole conversations while the system under the service has a bad day: see bad_day.cpp.
@@ -30,9 +29,7 @@ struct Result {
 // Whether a process runs that was started with this path.
 bool runs(const std::string& path) {
   for (const auto& process : std::filesystem::directory_iterator("/proc")) {
-    std::ifstream file(process.path() / "cmdline");
-    const std::string line{std::istreambuf_iterator<char>(file), {}};
-    if (line.contains(path)) {
+    if (readFile(process.path() / "cmdline").value_or("").contains(path)) {
       return true;
     }
   }
@@ -63,10 +60,7 @@ class BadDay {
   Service* operator->() { return service_.get(); }
   [[nodiscard]] std::string backend() const { return directory_.path("backend"); }
   /// The call that failed, if one did.
-  [[nodiscard]] std::string failedCall() const {
-    std::ifstream file(report_);
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
+  [[nodiscard]] std::string failedCall() const { return readFile(report_).value_or(""); }
   [[nodiscard]] std::string fallbackLine(const std::string& reason) const {
     return "[BridgeService] Delegated backend launch failed at " + backend() + ": " + reason + "\n";
   }
