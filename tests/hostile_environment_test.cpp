@@ -160,7 +160,7 @@ TEST(HostileEnvironment, fallsBackFromABackendThatCannotStart) {
 
   std::filesystem::create_symlink("nowhere", directory.path("dangling"));
   expectFallback(directory.path("dangling"), "");
-  for (const rlim_t most : {4, 7, 10}) {
+  for (const rlim_t most : {rlim_t{4}, rlim_t{7}, rlim_t{10}}) {
     if (isSanitized) {
       break;
     }
