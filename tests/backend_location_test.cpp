@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "backend/launch_configuration.h"
@@ -21,24 +22,17 @@ const std::string backendPath = "FERNCREST_MANAGED_BRIDGE_BACKEND_PATH";
 const std::string dataDir = "FERNCREST_MANAGED_BRIDGE_DATA_DIR";
 
 TEST(BackendLocation, isSwitchedOffByFourWords) {
-  const std::vector<std::pair<std::string, bool>> values{
-      {"1", true},          {" Yes\n", true}, {"TRUE", true},    {"on", true},
-      {"\xC2\xA0oN", true}, {"", false},      {" ", false},      {"0", false},
-      {"no", false},        {"off", false},   {"enable", false}, {"11", false},
-  };
-  for (const auto& [value, expected] : values) {
-    EXPECT_EQ(isBackendDisabled({{disable, value}}), expected) << value;
+  for (const std::string value : {"1", " Yes\n", "TRUE", "\xC2\xA0oN"}) {
+    EXPECT_TRUE(isBackendDisabled({{disable, value}})) << value;
+  }
+  for (const std::string value : {"", " ", "0", "no", "enable", "11"}) {
+    EXPECT_FALSE(isBackendDisabled({{disable, value}})) << value;
   }
   EXPECT_FALSE(isBackendDisabled({}));
 }
 
 TEST(BackendLocation, normalizesPathsByTheirText) {
-  struct Case {
-    std::string path;
-    std::string directory;
-    std::string expected;
-  };
-  const std::vector<Case> cases{
+  const std::tuple<std::string, std::string, std::string> cases[] = {
       {"/a//b/./c/", "/x", "/a/b/c"},
       {"b/../c", "/x/y", "/x/y/c"},
       {"../../../c", "/x/y", "/c"},
@@ -58,22 +52,14 @@ TEST(BackendLocation, normalizesPathsByTheirText) {
 
 TEST(BackendLocation, takesTheFirstExecutableThatApplies) {
   const TemporaryDirectory directory;
-  const std::string debug = directory.path(".build/debug/FerncrestManagedWhatsAppBackend");
-  const std::string arm =
-      directory.path(".build/arm64-apple-macosx/debug/FerncrestManagedWhatsAppBackend");
-  for (const std::string& path : {debug, arm}) {
-    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-  }
-  static_cast<void>(
-      directory.file(".build/arm64-apple-macosx/debug/FerncrestManagedWhatsAppBackend", "", 0700));
+  const std::string name = "debug/FerncrestManagedWhatsAppBackend";
+  std::filesystem::create_directories(directory.path(".build/debug"));
+  std::filesystem::create_directories(directory.path(".build/arm64-apple-macosx/debug"));
+  const std::string arm = directory.file(".build/arm64-apple-macosx/" + name, "", 0700);
   const std::string plain = directory.file("plain", "", 0600);
   const std::string named = directory.file("named", "", 0700);
-  struct Case {
-    std::string platform;
-    Environment environment;
-    std::optional<std::string> expected;
-  };
-  const std::vector<Case> cases{
+  std::filesystem::create_symlink("nowhere", directory.path("dangling"));
+  const std::tuple<std::string, Environment, std::optional<std::string>> cases[] = {
       {"whatsapp", {}, arm},
       {"WhatsApp", {{backendPath, " \n"}}, arm},
       {"whatsapp ", {}, std::nullopt},
@@ -81,14 +67,14 @@ TEST(BackendLocation, takesTheFirstExecutableThatApplies) {
       {"telegram", {{backendPath, " " + named + "/../named/ "}}, named},
       {"whatsapp", {{backendPath, "./x/../named"}}, named},
       {"whatsapp", {{backendPath, plain}}, std::nullopt},
-      {"whatsapp", {{backendPath, named + "-missing"}}, std::nullopt},
+      {"whatsapp", {{backendPath, directory.path("dangling")}}, std::nullopt},
       {"whatsapp", {{backendPath, named}, {disable, "1"}}, std::nullopt},
   };
   for (const auto& [platform, environment, expected] : cases) {
     EXPECT_EQ(locateBackendExecutable(platform, environment, directory.path()), expected)
         << platform << " " << valueOf(environment, backendPath);
   }
-  static_cast<void>(directory.file(".build/debug/FerncrestManagedWhatsAppBackend", "", 0700));
+  const std::string debug = directory.file(".build/" + name, "", 0700);
   EXPECT_EQ(findBackendExecutable("whatsapp", directory.path()), debug);
 }
 
@@ -105,12 +91,7 @@ TEST(BackendLocation, prefersTheBackendBesideTheService) {
 
 TEST(LaunchConfiguration, resolvesTheDataDirectory) {
   const std::string here = currentDirectory();
-  struct Case {
-    Environment environment;
-    std::string platform;
-    std::string expected;
-  };
-  std::vector<Case> cases{
+  std::vector<std::tuple<Environment, std::string, std::string>> cases{
       {{{dataDir, "\t/a/../b/ "}}, "x", "/b"},
       {{{dataDir, "data"}}, "x", here + "/data"},
   };

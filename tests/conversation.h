@@ -1,6 +1,10 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <string>
+
+#include "process.h"
 
 // What host and service say to each other in most conversations.
 
@@ -20,12 +24,35 @@ inline std::string connectEvents(const std::string& suffix = "") {
          suffix + ")\"}}}}}\n";
 }
 
+/// What the stub says to one connect request when it has taken over.
+inline const std::string takeover = greeting + connectEvents(" fallback");
+
+inline std::string fatalLine(const std::string& reason) {
+  return "[BridgeService] fatal error: " + reason + "\n";
+}
+
+inline std::string fallbackLine(const std::string& path, const std::string& reason) {
+  return "[BridgeService] Delegated backend launch failed at " + path + ": " + reason + "\n";
+}
+
 /// What the host is told when the backend ends by itself.
 inline std::string exitReport(int status) {
   const std::string message =
       "\"Managed bridge backend exited unexpectedly with status " + std::to_string(status) + ".\"";
   return "{\"stateChanged\":{\"_0\":{\"state\":{\"error\":{\"message\":" + message + "}}}}}\n" +
          "{\"error\":{\"_0\":{\"message\":" + message + "}}}\n";
+}
+
+/// Checks that the stub takes over from a backend at `path` that cannot be started.
+inline void expectTakeover(const std::string& path, const std::string& reason,
+                           const std::function<void()>& inChild = {}) {
+  SCOPED_TRACE(path + ": " + reason);
+  Service service(
+      {.environment = {{"FERNCREST_MANAGED_BRIDGE_BACKEND_PATH", path}}, .inChild = inChild});
+  service.write(connectRequest);
+  EXPECT_EQ(service.finish(), 0);
+  EXPECT_EQ(service.readRest(), takeover);
+  EXPECT_EQ(service.readErrors(), fallbackLine(path, reason));
 }
 
 }  // namespace ferncrest::testing

@@ -9,9 +9,10 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <tuple>
 #include <utility>
-#include <vector>
 
+#include "conversation.h"
 #include "process.h"
 
 // The real program with small scripts as backends.
@@ -20,38 +21,18 @@ namespace ferncrest::testing {
 
 namespace {
 
-const std::string connectRequest = "{\"connect\":{\"_0\":{\"platform\":\"whatsapp\"}}}\n";
-const std::string stubGreeting =
-    "{\"hello\":{\"_0\":{\"bridgeVersion\":\"managed-process-3\",\"platform\":\"whatsapp\"}}}\n"
-    "{\"stateChanged\":{\"_0\":{\"state\":{\"disconnected\":{}}}}}\n";
-const std::string fallbackConnectEvents =
-    "{\"stateChanged\":{\"_0\":{\"state\":{\"connecting\":{}}}}}\n"
-    "{\"stateChanged\":{\"_0\":{\"state\":{\"connected\":"
-    "{\"accountDisplayName\":\"Ferncrest Managed Bridge (stub fallback)\"}}}}}\n";
-
-std::string exitReport(int status) {
-  const std::string message =
-      "\"Managed bridge backend exited unexpectedly with status " + std::to_string(status) + ".\"";
-  return "{\"stateChanged\":{\"_0\":{\"state\":{\"error\":{\"message\":" + message + "}}}}}\n" +
-         "{\"error\":{\"_0\":{\"message\":" + message + "}}}\n";
-}
-
 // The service with this shell script as its backend.
 class DelegatedService {
  public:
   explicit DelegatedService(const std::string& script, const std::function<void()>& inChild = {})
       : path_(directory_.file("back end", "#!/bin/sh\n" + script + "\n", 0700)),
-        service_({.environment = {{"FERNCREST_MANAGED_BRIDGE_BACKEND_PATH", path_},
-                                  {"SCRATCH", directory_.path()}},
+        service_({.environment = {{"FERNCREST_MANAGED_BRIDGE_BACKEND_PATH", path_}},
                   .inChild = inChild}) {}
 
   Service* operator->() { return &service_; }
-  [[nodiscard]] std::string path(std::string_view name) const { return directory_.path(name); }
-  [[nodiscard]] std::string fallbackLine(const std::string& reason) const {
-    return "[BridgeService] Delegated backend launch failed at " + path_ + ": " + reason + "\n";
-  }
+  [[nodiscard]] std::string path() const { return path_; }
   [[nodiscard]] std::string notRunning() const {
-    return fallbackLine("Managed bridge backend is not running at " + path_ + ".");
+    return fallbackLine(path_, "Managed bridge backend is not running at " + path_ + ".");
   }
 
  private:
@@ -94,23 +75,16 @@ TEST(Delegation, forwardsTrimmedLinesAndRelaysEveryByte) {
 
 TEST(Delegation, endsSilentlyWithTheInput) {
   DelegatedService service(
-      "trap 'touch \"$SCRATCH/asked\"; exit 7' TERM; echo ready\n"
-      "while :; do sleep 0.01; done");
+      "trap 'touch \"$0.asked\"; exit 7' TERM; echo ready; while :; do sleep 0.01; done");
   EXPECT_EQ(service->readLine(), "ready\n");
   EXPECT_EQ(service->finish(), 0);
-  EXPECT_TRUE(eventually([&] { return std::filesystem::exists(service.path("asked")); }));
+  EXPECT_TRUE(eventually([&] { return std::filesystem::exists(service.path() + ".asked"); }));
   EXPECT_EQ(service->readRest(), "");
   EXPECT_EQ(service->readErrors(), "");
 }
 
-struct Ending {
-  const char* script;
-  std::string lastWords;
-  int status;
-};
-
 TEST(Delegation, reportsAnUnexpectedEndAndLetsTheStubTakeOver) {
-  const std::vector<Ending> endings{
+  const std::tuple<const char*, std::string, int> endings[] = {
       {"exit 3", "", 3},
       {"printf 'a\\nhalf a line'; exit 0", "a\nhalf a line", 0},
       {"kill -9 $$", "", 9},
@@ -126,7 +100,7 @@ TEST(Delegation, reportsAnUnexpectedEndAndLetsTheStubTakeOver) {
     EXPECT_EQ(service->readBytes(expected.size()), expected);
     service->write("not delivered\n" + connectRequest);
     EXPECT_EQ(service->finish(), 0);
-    EXPECT_EQ(service->readRest(), stubGreeting + fallbackConnectEvents);
+    EXPECT_EQ(service->readRest(), takeover);
     EXPECT_EQ(service->readErrors(), service.notRunning());
   }
 }
@@ -154,13 +128,12 @@ TEST(Delegation, leavesALineThatWaitsForAReaderThatNeverReads) {
   EXPECT_EQ(service->readBytes(exitReport(9).size()), exitReport(9));
   service->write(connectRequest);
   EXPECT_EQ(service->finish(), 0);
-  EXPECT_EQ(service->readRest(), stubGreeting + fallbackConnectEvents);
+  EXPECT_EQ(service->readRest(), takeover);
   EXPECT_EQ(service->readErrors(), service.notRunning());
 }
 
 TEST(Delegation, endsInBoundedTimeThoughTheHostReadsNothing) {
   for (const std::string stream : {"", " >&2"}) {
-    SCOPED_TRACE(stream);
     DelegatedService service("exec head -c 1000000 /dev/zero" + stream);
     const int full = stream.empty() ? service->outputFd() : service->errorsFd();
     ASSERT_TRUE(eventually([&] { return bytesIn(full) == 65536; }));
@@ -184,8 +157,7 @@ TEST(Delegation, tellsEverythingInOrderToAHostThatReadsLate) {
     ASSERT_TRUE(eventually([&] { return ::kill(backend, 0) != 0; }));
     service->write("not delivered\n" + connectRequest);
     service->closeInput();
-    EXPECT_EQ(service->readRest(),
-              std::string(300000, 'x') + exitReport(3) + stubGreeting + fallbackConnectEvents);
+    EXPECT_EQ(service->readRest(), std::string(300000, 'x') + exitReport(3) + takeover);
     EXPECT_EQ(service->wait(), 0);
   }
 }
@@ -239,18 +211,16 @@ TEST(Delegation, answersTheHostThoughItDoesNotReadDiagnostics) {
   service->write("end\n");
   EXPECT_EQ(service->readBytes(exitReport(3).size()), exitReport(3));
   service->write("not delivered\n" + connectRequest);
-  EXPECT_EQ(service->readBytes(stubGreeting.size()), stubGreeting);
-  EXPECT_EQ(service->readBytes(fallbackConnectEvents.size()), fallbackConnectEvents);
+  EXPECT_EQ(service->readBytes(takeover.size()), takeover);
 }
 
 TEST(Delegation, fallsBackWhenTheBackendClosesItsInput) {
   DelegatedService service("exec <&-; echo $$; exec sleep 1000");
   const pid_t backend = std::stoi(service->readLine());
   service->write("not delivered\n" + connectRequest);
-  EXPECT_EQ(service->readBytes((stubGreeting + fallbackConnectEvents).size()),
-            stubGreeting + fallbackConnectEvents);
+  EXPECT_EQ(service->readBytes(takeover.size()), takeover);
   EXPECT_EQ(service->readErrorLine(),
-            service.fallbackLine("Managed bridge backend transport failed: Broken pipe"));
+            fallbackLine(service.path(), "Managed bridge backend transport failed: Broken pipe"));
   // It was asked to end, so that is not reported.
   ASSERT_TRUE(eventually([&] { return ::kill(backend, 0) != 0; }));
   EXPECT_EQ(service->finish(), 0);
@@ -286,29 +256,17 @@ TEST(Delegation, startsTheBackendCleanWhateverTheHostDid) {
   EXPECT_EQ(service.readBytes(exitReport(8).size()), exitReport(8));
 }
 
-struct FailedLaunch {
-  const char* content;  ///< of the backend's file; none makes it a directory
-  const char* reason;
-};
-
 TEST(Delegation, fallsBackWithTheSystemsWordsWhenALaunchFails) {
-  const std::vector<FailedLaunch> launches{
-      {"no program at all\n", "Exec format error"},
-      {"#!/no/such/interpreter\n", "No such file or directory"},
-      {nullptr, "Permission denied"},
-  };
-  for (const auto& [content, reason] : launches) {
-    SCOPED_TRACE(reason);
-    const TemporaryDirectory directory;
-    const std::string path =
-        content == nullptr ? directory.path() : directory.file("backend", content, 0700);
-    Service service({.environment = {{"FERNCREST_MANAGED_BRIDGE_BACKEND_PATH", path}}});
-    service.write(connectRequest);
-    EXPECT_EQ(service.finish(), 0);
-    EXPECT_EQ(service.readRest(), stubGreeting + fallbackConnectEvents);
-    EXPECT_EQ(service.readErrors(),
-              "[BridgeService] Delegated backend launch failed at " + path + ": " + reason + "\n");
-  }
+  const TemporaryDirectory directory;
+  const std::string otherProcessor(
+      "\x7F"
+      "ELF\2\1\1\0\0\0\0\0\0\0\0\0\2\0\x7E",
+      19);
+  expectTakeover(directory.file("text", "no program at all\n", 0700), "Exec format error");
+  expectTakeover(directory.file("foreign", otherProcessor, 0700), "Exec format error");
+  expectTakeover(directory.file("script", "#!/no/such/program\n", 0700),
+                 "No such file or directory");
+  expectTakeover(directory.path(), "Permission denied");
 }
 
 TEST(Delegation, fallsBackWhenTheDataDirectoryCannotBeMade) {
@@ -322,7 +280,7 @@ TEST(Delegation, fallsBackWhenTheDataDirectoryCannotBeMade) {
   EXPECT_EQ(service.finish(), 0);
   EXPECT_EQ(
       service.readRest(),
-      stubGreeting +
+      greeting +
           "{\"error\":{\"_0\":{\"message\":\"Managed bridge backend is unavailable for "
           "'Thread': Delegated backend launch failed at \\/bin\\/cat: Not a directory\"}}}\n");
 }
