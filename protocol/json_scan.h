@@ -27,12 +27,16 @@ using Word = std::uint64_t;
 inline constexpr Word eachByte = 0x0101010101010101U;
 inline constexpr Word highBits = 0x80 * eachByte;
 
-// Marks the high bit of each special byte among the eight at `bytes`; those above the lowest marked
-// one may be marked wrongly.
-template <Solidus solidus>
-Word specialBytes(const char* bytes) {
+inline Word load(const char* bytes) {
   Word word = 0;
   std::memcpy(&word, bytes, sizeof word);
+  return word;
+}
+
+// Marks the high bit of each special byte in a word; those above the lowest marked one may be
+// marked wrongly.
+template <Solidus solidus>
+Word specialBytes(Word word) {
   // With U+0020 and the quotation mark exchanged, that one follows the control characters.
   const Word controlOrQuote = (word ^ (0x02 * eachByte)) - 0x21 * eachByte;
   const Word backslash = (word ^ ('\\' * eachByte)) - eachByte;
@@ -53,13 +57,13 @@ const char* findSpecial(const char* begin, const char* end) {
   constexpr std::ptrdiff_t wordSize = sizeof(scan::Word);
   const char* from = begin;
   for (; end - from >= wordSize; from += wordSize) {
-    if (const scan::Word marked = scan::specialBytes<solidus>(from); marked != 0) {
+    if (const scan::Word marked = scan::specialBytes<solidus>(scan::load(from)); marked != 0) {
       return from + scan::firstMarked(marked);
     }
   }
   if (end - begin >= wordSize) {
     // What is left together with bytes known to be plain.
-    const scan::Word marked = scan::specialBytes<solidus>(end - wordSize);
+    const scan::Word marked = scan::specialBytes<solidus>(scan::load(end - wordSize));
     return marked == 0 ? end : end - wordSize + scan::firstMarked(marked);
   }
   return std::find_if(from, end, isSpecial<solidus>);

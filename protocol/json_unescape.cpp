@@ -1,5 +1,6 @@
 #include "protocol/json_unescape.h"
 
+#include <array>
 #include <charconv>
 #include <optional>
 
@@ -59,27 +60,19 @@ char* putUtf8(char* to, char32_t codePoint) {
   return to;
 }
 
-// What the letter of an escape other than \u stands for.
-std::optional<char> simpleEscape(char letter) {
-  switch (letter) {
-    case '"':
-    case '\\':
-    case '/':
-      return letter;
-    case 'b':
-      return '\b';
-    case 'f':
-      return '\f';
-    case 'n':
-      return '\n';
-    case 'r':
-      return '\r';
-    case 't':
-      return '\t';
-    default:
-      return std::nullopt;
-  }
-}
+// What the letter of an escape other than \u stands for; NUL if it is none.
+constexpr std::array<char, 256> simpleEscapes = [] {
+  std::array<char, 256> escapes{};
+  escapes['"'] = '"';
+  escapes['\\'] = '\\';
+  escapes['/'] = '/';
+  escapes['b'] = '\b';
+  escapes['f'] = '\f';
+  escapes['n'] = '\n';
+  escapes['r'] = '\r';
+  escapes['t'] = '\t';
+  return escapes;
+}();
 
 // Takes the escape at the front and writes its character; null if it is malformed.
 char* unescapeOne(std::string_view& escaped, char* to) {
@@ -92,12 +85,25 @@ char* unescapeOne(std::string_view& escaped, char* to) {
     const auto codePoint = takeUnicodeEscape(escaped);
     return codePoint ? putUtf8(to, *codePoint) : nullptr;
   }
-  const auto character = simpleEscape(letter);
-  if (!character) {
-    return nullptr;
+  *to = simpleEscapes[static_cast<unsigned char>(letter)];
+  return *to == '\0' ? nullptr : to + 1;
+}
+
+// Copies the plain characters at the front and returns their number. Whole words are copied, so
+// what lies behind is written to, but no further than the text is long.
+std::size_t copyPlain(std::string_view text, char* to) {
+  std::size_t count = 0;
+  for (; text.size() - count >= sizeof(scan::Word); count += sizeof(scan::Word)) {
+    const scan::Word word = scan::load(text.data() + count);
+    std::memcpy(to + count, &word, sizeof word);
+    if (const scan::Word marked = scan::specialBytes<Solidus::plain>(word); marked != 0) {
+      return count + static_cast<std::size_t>(scan::firstMarked(marked));
+    }
   }
-  *to = *character;
-  return to + 1;
+  for (; count < text.size() && !isSpecial<Solidus::plain>(text[count]); ++count) {
+    to[count] = text[count];
+  }
+  return count;
 }
 
 }  // namespace
@@ -105,11 +111,9 @@ char* unescapeOne(std::string_view& escaped, char* to) {
 char* unescape(std::string_view escaped, char* to) {
   // What stands for a character is never shorter than it, so the room behind `to` stays sufficient.
   while (to != nullptr && !escaped.empty()) {
-    const char* const special =
-        findSpecial<Solidus::plain>(escaped.data(), escaped.data() + escaped.size());
-    const std::string_view plain(escaped.data(), special);
-    to += plain.copy(to, plain.size());
-    escaped.remove_prefix(plain.size());
+    const std::size_t plain = copyPlain(escaped, to);
+    to += plain;
+    escaped.remove_prefix(plain);
     if (!escaped.empty()) {
       to = unescapeOne(escaped, to);
     }
