@@ -8,17 +8,19 @@ import sys
 from html import escape
 
 WIDTH, ROW, LEFT, UNIT = 860, 22, 470, 190
+UNITS = {"CPU": "us of CPU a MiB"}
 
 rows, title = [], ""
 for line in sys.stdin:
     if re.match(r"\S.*\s(ratio|spread)\b", line):
         title = re.split(r"\s{2,}", line)[0]
-    target = re.match(r"\s+-> \S+ ([<>]=) ([\d.]+)(.*?): pinned ([\d.]+)", line)
+    target = re.match(r"\s+-> (\S+) ([<>]=) ([\d.]+)(.*?): pinned ([\d.]+)", line)
     if target:
-        order, limit, reference, figure = target.groups()
+        unit, order, limit, reference, figure = target.groups()
         limit, figure = float(limit), float(figure)
         reached = limit / figure if order == "<=" else figure / limit
-        rows.append((f"{title}: {order} {limit:g}{reference}", figure, reached))
+        wanted = f"{order} {limit:g}{reference or ' ' + UNITS.get(unit, unit)}"
+        rows.append((f"{title}: {wanted}", figure, reached))
 
 height = ROW * (len(rows) + 2)
 print(f'<svg xmlns="http://www.w3.org/2000/svg" width="{WIDTH}" height="{height}" '
