@@ -10,8 +10,7 @@
 
 #include "platform/io.h"
 #include "require.h"
-#include "text/trimmed.h"
-#include "text/utf8.h"
+#include "tests/plain_lines.h"
 
 // Any bytes, cut into any blocks, give the lines that a plain cut of the whole gives.
 
@@ -68,19 +67,6 @@ void cutIntoBlocks(std::string_view input) {
   }
 }
 
-std::vector<std::string> plainlyCut(std::string_view input) {
-  std::vector<std::string> lines;
-  while (!input.empty()) {
-    const std::size_t end = std::min(input.find('\n'), input.size());
-    const std::string repaired = repairedUtf8(input.substr(0, end));
-    if (const std::string_view text = trimmed(repaired); !text.empty()) {
-      lines.emplace_back(text);
-    }
-    input.remove_prefix(std::min(end + 1, input.size()));
-  }
-  return lines;
-}
-
 void check(std::string_view input) {
   cutIntoBlocks(input);
   std::string whole;
@@ -88,7 +74,7 @@ void check(std::string_view input) {
     whole += block;
   }
   LineReader reader(0);
-  for (const std::string& expected : plainlyCut(whole)) {
+  for (const std::string& expected : testing::plainlyCut(whole)) {
     const auto line = reader.next();
     require(line && line->text() == expected, "the same line");
     require(line->terminated.back() == '\n', "ended by a line feed");

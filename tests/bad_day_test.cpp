@@ -61,12 +61,6 @@ class BadDay {
   [[nodiscard]] std::string backend() const { return directory_.path("backend"); }
   /// The call that failed, if one did.
   [[nodiscard]] std::string failedCall() const { return readFile(report_).value_or(""); }
-  [[nodiscard]] std::string fallbackLine(const std::string& reason) const {
-    return "[BridgeService] Delegated backend launch failed at " + backend() + ": " + reason + "\n";
-  }
-  [[nodiscard]] std::string notRunningLine() const {
-    return fallbackLine("Managed bridge backend is not running at " + backend() + ".");
-  }
   Result finish() {
     const int status = service_->finish();
     return {status, service_->readRest(), service_->readErrors()};
@@ -123,7 +117,7 @@ TEST(BadDay, losesNoByteOfTheBackendOrOfTheStubAfterIt) {
     const auto [status, output, errors] = service.finish();
     EXPECT_EQ(status, 0);
     EXPECT_EQ(output, greeting + connectEvents(" fallback"));
-    EXPECT_EQ(errors, "diagnostic" + service.notRunningLine());
+    EXPECT_EQ(errors, "diagnostic" + notRunningLine(service.backend()));
   }
 }
 
@@ -149,7 +143,7 @@ void failEachCall(const std::string& script, const std::function<Result(BadDay&)
     // Words of the backend may have gone before it was found that it cannot be kept.
     const bool fellBack = !delegated.empty() && status == 0 &&
                           (output == stub || output == firstWords + stub) &&
-                          errors.starts_with(service.fallbackLine("").substr(0, 40)) &&
+                          errors.starts_with(fallbackLine("", "").substr(0, 40)) &&
                           errors.find('\n') == errors.size() - 1;
     const bool asEver =
         status == 0 && output == (delegated.empty() ? stub : delegated) && errors.empty();
@@ -216,9 +210,10 @@ TEST(BadDay, endsEveryRaceInOneOfTheKnownWays) {
     EXPECT_EQ(status, 0);
     const bool isKnown =
         fellBack
-            ? reported && (errors == service.notRunningLine() ||
-                           errors == service.fallbackLine(
-                                         "Managed bridge backend transport failed: Broken pipe"))
+            ? reported &&
+                  (errors == notRunningLine(service.backend()) ||
+                   errors == fallbackLine(service.backend(),
+                                          "Managed bridge backend transport failed: Broken pipe"))
             : errors.empty();
     EXPECT_TRUE(isKnown) << output << errors;
   }

@@ -35,6 +35,10 @@ inline std::string fallbackLine(const std::string& path, const std::string& reas
   return "[BridgeService] Delegated backend launch failed at " + path + ": " + reason + "\n";
 }
 
+inline std::string notRunningLine(const std::string& path) {
+  return fallbackLine(path, "Managed bridge backend is not running at " + path + ".");
+}
+
 /// What the host is told when the backend ends by itself.
 inline std::string exitReport(int status) {
   const std::string message =

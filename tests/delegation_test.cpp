@@ -31,9 +31,6 @@ class DelegatedService {
 
   Service* operator->() { return &service_; }
   [[nodiscard]] std::string path() const { return path_; }
-  [[nodiscard]] std::string notRunning() const {
-    return fallbackLine(path_, "Managed bridge backend is not running at " + path_ + ".");
-  }
 
  private:
   TemporaryDirectory directory_;
@@ -101,7 +98,7 @@ TEST(Delegation, reportsAnUnexpectedEndAndLetsTheStubTakeOver) {
     service->write("not delivered\n" + connectRequest);
     EXPECT_EQ(service->finish(), 0);
     EXPECT_EQ(service->readRest(), takeover);
-    EXPECT_EQ(service->readErrors(), service.notRunning());
+    EXPECT_EQ(service->readErrors(), notRunningLine(service.path()));
   }
 }
 
@@ -129,7 +126,7 @@ TEST(Delegation, leavesALineThatWaitsForAReaderThatNeverReads) {
   service->write(connectRequest);
   EXPECT_EQ(service->finish(), 0);
   EXPECT_EQ(service->readRest(), takeover);
-  EXPECT_EQ(service->readErrors(), service.notRunning());
+  EXPECT_EQ(service->readErrors(), notRunningLine(service.path()));
 }
 
 TEST(Delegation, endsInBoundedTimeThoughTheHostReadsNothing) {

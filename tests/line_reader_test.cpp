@@ -5,35 +5,20 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <random>
 #include <string>
 #include <string_view>
 #include <thread>
 #include <vector>
 
+#include "plain_lines.h"
 #include "platform/fd.h"
 #include "platform/io.h"
-#include "text/trimmed.h"
-#include "text/utf8.h"
 
 namespace ferncrest::testing {
 namespace {
 
 using Lines = std::vector<std::string>;
-
-Lines plainlyCut(std::string_view input) {
-  Lines lines;
-  while (!input.empty()) {
-    const std::size_t end = std::min(input.find('\n'), input.size());
-    const std::string repaired = repairedUtf8(input.substr(0, end));
-    if (const std::string_view text = trimmed(repaired); !text.empty()) {
-      lines.emplace_back(text);
-    }
-    input.remove_prefix(std::min(end + 1, input.size()));
-  }
-  return lines;
-}
 
 void waitUntilRead(int fd) {
   int unread = 0;
