@@ -1,5 +1,6 @@
 #include "backend/backend_proxy.h"
 
+#include <chrono>
 #include <utility>
 
 #include "backend/launch_configuration.h"
@@ -15,12 +16,19 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Error = ManagedBridgeBackendProxyError;
 
-// How long a host that does not read may hold up the end.
-constexpr std::chrono::seconds patience{1};
-
 // How long after a failed write the backend's end may take to become known. A dying backend's pipes
 // break before the system tells of its end.
 constexpr std::chrono::milliseconds endNoticeDelay{250};
+
+// Waits until the host has been given what there is, as long as it takes it. The deadline that is
+// left is returned.
+Clock::time_point waitForEnds(const std::shared_ptr<Relay>& output,
+                              const std::shared_ptr<Relay>& errors, Clock::time_point deadline) {
+  for (const auto& relay : {output, errors}) {
+    deadline = relay ? relay->waitForEnd(deadline) : deadline;
+  }
+  return deadline;
+}
 
 }  // namespace
 
@@ -65,7 +73,7 @@ std::expected<ManagedBridgeBackendProxy::Handles, Failure> ManagedBridgeBackendP
 }
 
 // Starts the relays; without both of them the child is of no use. The one to standard output comes
-// last, so that nothing reaches the host from a backend that is given up.
+// last, so that nothing reaches the host when the other one fails.
 std::expected<ManagedBridgeBackendProxy::Handles, Failure> ManagedBridgeBackendProxy::connect(
     LaunchedChild child) const {
   Handles handles{.process = std::move(child.process),
@@ -92,7 +100,7 @@ void ManagedBridgeBackendProxy::abandon(const Handles& handles) const {
   over_->raise();
   handles.process->endNow();
   if (handles.stdoutHandle) {
-    handles.stdoutHandle->waitForEnd({});
+    handles.stdoutHandle->waitForEnd();
   }
 }
 
@@ -130,9 +138,11 @@ std::shared_ptr<const Fd> ManagedBridgeBackendProxy::inputOfRunningBackend() con
 }
 
 void ManagedBridgeBackendProxy::stop() {
-  const Clock::time_point deadline = Clock::now() + patience;
+  Clock::time_point deadline = Clock::now() + hostPatience;
   if (hasEndedByItself()) {
-    waitForReport(deadline);
+    const Handles ended = handles();
+    deadline = waitForEnds(ended.stdoutHandle, ended.stderrHandle, deadline);
+    reported_.waitUntil(deadline);
   }
   Handles last;
   {
@@ -142,25 +152,24 @@ void ManagedBridgeBackendProxy::stop() {
   }
   if (!last.process) {
     // It ended in between and its report is under way, which must not be cut off.
-    waitForReport(deadline);
+    reported_.waitUntil(deadline);
     return;
   }
   over_->raise();
-  last.stdoutHandle->waitForEnd(deadline);
-  last.stderrHandle->waitForEnd(deadline);
+  waitForEnds(last.stdoutHandle, last.stderrHandle, deadline);
   last.stdinHandle.reset();
   last.process->askToEnd();
 }
 
 void ManagedBridgeBackendProxy::giveUp() {
   const auto output = handles().stdoutHandle;
-  waitForReport(Clock::now() + endNoticeDelay);
+  reported_.waitUntil(Clock::now() + endNoticeDelay);
   if (hasEndedByItself()) {
-    waitForReport({});
+    reported_.wait();
   }
   stop();
   if (output) {
-    output->waitForEnd({});
+    output->waitForEnd();
   }
 }
 
@@ -169,17 +178,15 @@ void ManagedBridgeBackendProxy::handleTermination(int terminationStatus) {
   over_->raise();
   const Handles last = handles();
   if (last.stdoutHandle) {
-    last.stdoutHandle->waitForEnd({});  // the backend's last words come first
+    last.stdoutHandle->waitForEnd();  // the backend's last words come first
   }
   report("Managed bridge backend exited unexpectedly with status " +
          std::to_string(terminationStatus) + ".");
   if (last.stderrHandle) {
     // Its last diagnostics too, as far as the host takes them.
-    last.stderrHandle->waitForEnd(Clock::now() + patience);
+    last.stderrHandle->waitForEnd(Clock::now() + hostPatience);
   }
-  const std::lock_guard lock(mutex_);
-  hasReported_ = true;
-  reported_.notify_all();
+  reported_.open();
 }
 
 void ManagedBridgeBackendProxy::report(const std::string& message) {
@@ -206,16 +213,6 @@ bool ManagedBridgeBackendProxy::takeReport() {
 bool ManagedBridgeBackendProxy::hasEndedByItself() const {
   const std::lock_guard lock(mutex_);
   return !didRequestStop_ && (!handles_.process || !handles_.process->isRunning());
-}
-
-void ManagedBridgeBackendProxy::waitForReport(Deadline deadline) {
-  std::unique_lock lock(mutex_);
-  const auto isDone = [this] { return hasReported_; };
-  if (deadline) {
-    reported_.wait_until(lock, *deadline, isDone);
-  } else {
-    reported_.wait(lock, isDone);
-  }
 }
 
 void ManagedBridgeBackendProxy::setHandles(Handles handles) {

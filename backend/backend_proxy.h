@@ -1,7 +1,5 @@
 #pragma once
 
-#include <chrono>
-#include <condition_variable>
 #include <expected>
 #include <memory>
 #include <mutex>
@@ -15,6 +13,7 @@
 #include "platform/event.h"
 #include "platform/failure.h"
 #include "platform/fd.h"
+#include "platform/latch.h"
 #include "platform/output_stream.h"
 #include "protocol/line_reader.h"
 
@@ -49,8 +48,8 @@ class ManagedBridgeBackendProxy {
   [[nodiscard]] std::expected<void, ManagedBridgeBackendProxyError> send(const MessageLine& line);
 
   /// Ends the conversation: relays what the backend has written so far, closes its input and asks
-  /// it to end. If it has already ended by itself, that is reported first. Waits for a host that
-  /// does not read for a second in all, and not for the backend to end.
+  /// it to end. If it has already ended by itself, that is reported first. Waits as long as the
+  /// host goes on reading, for `hostPatience` if it does not, and not for the backend to end.
   void stop();
 
   /// After a failed send: waits until nothing more comes from the backend or about it, however long
@@ -74,7 +73,6 @@ class ManagedBridgeBackendProxy {
   void report(const std::string& message);
   bool takeReport();
   bool hasEndedByItself() const;
-  void waitForReport(Deadline deadline);
   void setHandles(Handles handles);
   [[nodiscard]] Handles handles() const;
   [[nodiscard]] std::shared_ptr<const Fd> inputOfRunningBackend() const;
@@ -85,10 +83,10 @@ class ManagedBridgeBackendProxy {
   std::shared_ptr<const Event> over_;  // raised at the backend's end and by stop; set by start
 
   mutable std::mutex mutex_;
-  std::condition_variable reported_;
   Handles handles_;
   bool didRequestStop_ = false;
-  bool hasReported_ = false;
+
+  Latch reported_;
 };
 
 }  // namespace ferncrest

@@ -18,6 +18,7 @@ namespace ferncrest {
 namespace {
 
 constexpr std::size_t chunkSize = std::size_t{64} << 10U;
+constexpr std::size_t smallChunkSize = std::size_t{4} << 10U;
 
 std::size_t bytesIn(int pipe) {
   int count = 0;
@@ -46,18 +47,15 @@ std::expected<std::shared_ptr<Relay>, Failure> Relay::start(Fd source, OutputStr
   return relay;
 }
 
-bool Relay::waitForEnd(Deadline deadline) {
-  std::unique_lock lock(mutex_);
-  const auto isOver = [this] { return hasEnded_; };
-  if (deadline) {
-    return ended_.wait_until(lock, *deadline, isOver);
+Latch::TimePoint Relay::waitForEnd(Latch::TimePoint deadline) {
+  while (!ended_.waitUntil(deadline) && lastCopied_.load() + hostPatience > deadline) {
+    deadline = lastCopied_.load() + hostPatience;
   }
-  ended_.wait(lock, isOver);
-  return true;
+  return deadline;
 }
 
 void Relay::run() {
-  yieldToOthers();  // many small events then cost one chunk
+  joinBatchClass();  // many small events then cost one chunk
   std::array<pollfd, 2> waiting{{{.fd = source_.get(), .events = POLLIN, .revents = 0},
                                  {.fd = over_->fd(), .events = POLLIN, .revents = 0}}};
   for (bool isOpen = true; isOpen;) {
@@ -73,9 +71,7 @@ void Relay::run() {
     }
   }
   source_.reset();
-  const std::lock_guard lock(mutex_);
-  hasEnded_ = true;
-  ended_.notify_all();
+  ended_.open();
 }
 
 // Copies what is available now; nothing is left to copy when that is nothing. A destination that
@@ -99,11 +95,13 @@ std::size_t Relay::relayChunk(std::size_t most) {
 }
 
 // No more than the pipe holds now: a grandchild that goes on writing must not keep the relay going.
+// In small pieces, so that a host which reads slowly is seen to read.
 void Relay::relayRest() {
   std::size_t rest = bytesIn(source_.get());
   while (rest > 0) {
-    const std::size_t count = relayChunk(std::min(rest, chunkSize));
+    const std::size_t count = relayChunk(std::min(rest, smallChunkSize));
     rest = count > 0 ? rest - count : 0;
+    lastCopied_ = std::chrono::steady_clock::now();
   }
 }
 

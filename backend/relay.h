@@ -1,23 +1,22 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstddef>
 #include <expected>
 #include <memory>
-#include <mutex>
-#include <optional>
 
 #include "platform/byte_buffer.h"
 #include "platform/event.h"
 #include "platform/failure.h"
 #include "platform/fd.h"
+#include "platform/latch.h"
 #include "platform/output_stream.h"
 
 namespace ferncrest {
 
-/// When a wait gives up; never, if there is none.
-using Deadline = std::optional<std::chrono::steady_clock::time_point>;
+/// How long a host that takes nothing is waited for at the end.
+inline constexpr std::chrono::seconds hostPatience{1};
 
 /// Copies one pipe of the backend to one of our streams, unchanged and at once, on a thread of its
 /// own. That thread owns the pipe end and shares this object, so it may outlive every other owner
@@ -31,8 +30,12 @@ class Relay {
 
   Relay(Fd source, OutputStream& destination, std::shared_ptr<const Event> over);
 
-  /// Waits until nothing more is copied; false when the deadline passes first. Any thread.
-  bool waitForEnd(Deadline deadline);
+  /// Waits until nothing more is copied. Any thread.
+  void waitForEnd() { ended_.wait(); }
+
+  /// The same with a deadline that is put off to `hostPatience` after anything was copied. Returns
+  /// the deadline as it stands then. Any thread.
+  Latch::TimePoint waitForEnd(Latch::TimePoint deadline);
 
  private:
   void run();
@@ -45,9 +48,8 @@ class Relay {
   ByteBuffer buffer_;
   bool movesInSystem_ = true;
 
-  std::mutex mutex_;
-  std::condition_variable ended_;
-  bool hasEnded_ = false;
+  std::atomic<Latch::TimePoint> lastCopied_;  // of what was left when the conversation was over
+  Latch ended_;
 };
 
 }  // namespace ferncrest

@@ -10,7 +10,7 @@ install(FILES docs/FerncrestBridgeService.1
   DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT program)
 install(FILES README.md DESTINATION "${documents}" COMPONENT program)
 install(DIRECTORY docs examples DESTINATION "${documents}" COMPONENT program
-  FILES_MATCHING PATTERN "*.md" PATTERN "*.json" PATTERN "*.cpp" PATTERN "*.h")
+  FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.json" PATTERN "*.cpp" PATTERN "*.h")
 
 if(TARGET ferncrest-console)
   install(TARGETS ferncrest-console RUNTIME COMPONENT program)
@@ -27,7 +27,7 @@ foreach(header IN ITEMS
     protocol/values.h
     text/canonical.h text/trimmed.h text/utf8.h
     platform/byte_buffer.h platform/environment.h platform/failure.h platform/fd.h platform/files.h
-    platform/io.h platform/standard_streams.h)
+    platform/io.h platform/random.h platform/standard_streams.h)
   cmake_path(GET header PARENT_PATH room)
   install(FILES "${header}"
     DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/ferncrest/${room}" COMPONENT development)

@@ -19,9 +19,13 @@ namespace {
 
 // Whether the stream takes a few bytes, or fails, without a wait before the deadline.
 bool isReady(int fd, Clock::time_point deadline) {
-  const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
-  pollfd waiting{.fd = fd, .events = POLLOUT, .revents = 0};
-  return ::poll(&waiting, 1, std::max(static_cast<int>(left.count()), 0)) > 0;
+  int ready = 0;
+  do {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+    pollfd waiting{.fd = fd, .events = POLLOUT, .revents = 0};
+    ready = ::poll(&waiting, 1, std::max(static_cast<int>(left.count()), 0));
+  } while (ready < 0 && errno == EINTR);
+  return ready > 0;
 }
 
 }  // namespace

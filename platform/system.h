@@ -29,9 +29,9 @@ int keepOnlyStandardStreams(posix_spawn_file_actions_t& actions, short& flags);
 /// What write(2) does: how many bytes, or -1 with errno set.
 std::ptrdiff_t writeBytes(int fd, const char* bytes, std::size_t size);
 
-/// Lets the calling thread wait its turn when there is something for it to do, so that whoever
-/// feeds it can finish a burst first. Makes no difference where a processor is free.
-void yieldToOthers();
+/// Has the calling thread scheduled as one that works in batches: when there is something for it to
+/// do, whoever feeds it can finish a burst first. Makes no difference where a processor is free.
+void joinBatchClass();
 
 /// Waits until the child has ended, and leaves it to be reaped. A child that the system does not
 /// know any more has ended.

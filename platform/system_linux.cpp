@@ -41,10 +41,12 @@ std::ptrdiff_t writeBytes(int fd, const char* bytes, std::size_t size) {
   return ::syscall(SYS_write, fd, bytes, size);
 }
 
-void yieldToOthers() {
+void joinBatchClass() {
   const sched_param parameters{};
-  // A refusal costs speed alone.
-  ::sched_setscheduler(0, SCHED_BATCH, &parameters);
+  // A host that chose another class than the usual one knows why; a refusal costs speed alone.
+  if (::sched_getscheduler(0) == SCHED_OTHER) {
+    ::sched_setscheduler(0, SCHED_BATCH, &parameters);
+  }
 }
 
 void waitForExit(pid_t child) {

@@ -2,16 +2,16 @@
 #include <mach-o/dyld.h>
 #include <mach/mach.h>
 #include <malloc/malloc.h>
-#include <sys/event.h>
 #include <sys/mman.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdint>
 
-#include "platform/fd.h"
 #include "platform/system.h"
 
 namespace ferncrest {
@@ -60,19 +60,18 @@ std::ptrdiff_t writeBytes(int fd, const char* bytes, std::size_t size) {
   return ::write(fd, bytes, size);
 }
 
-void yieldToOthers() {}  // the relay's bursts were measured on Linux alone
+void joinBatchClass() {}  // there is none
 
-// Not by waitid, which here also returns for a child that is merely stopped.
 void waitForExit(pid_t child) {
-  const Fd queue(::kqueue());
-  struct kevent event{};
-  EV_SET(&event, static_cast<uintptr_t>(child), EVFILT_PROC, EV_ADD | EV_ONESHOT, NOTE_EXIT, 0,
-         nullptr);
-  // A child that has ended already is refused with ESRCH.
-  if (::kevent(queue.get(), &event, 1, nullptr, 0, nullptr) != 0) {
-    return;
-  }
-  while (::kevent(queue.get(), nullptr, 0, &event, 1, nullptr) < 0 && errno == EINTR) {
+  for (;;) {
+    siginfo_t info{};
+    const int status = ::waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOWAIT);
+    if (status != 0 ? errno != EINTR : info.si_code != CLD_STOPPED) {
+      return;
+    }
+    if (status == 0) {
+      ::usleep(100'000);  // here a child that is merely stopped is told of, again and again
+    }
   }
 }
 

@@ -88,10 +88,21 @@ def requests(directory):
     print(f"{REQUESTS} requests, {expected} events; KiB, descriptors, threads: {before} before, {after} after")
 
 
+def processes_of(directory):
+    """Those with this directory in their environment: services, backends and what they started."""
+    found = []
+    for pid in filter(str.isdigit, os.listdir("/proc")):
+        try:
+            with open(f"/proc/{pid}/environ", "rb") as file:
+                found += [pid] if directory.encode() in file.read() else []
+        except OSError:
+            pass  # it has ended, or is another user's
+    return found
+
+
 def backends(directory):
     scripts = ["exit 3", "echo x; kill -9 $$", "exec cat", "exec sleep 1000", "exec <&-; exec sleep 1000",
                "head -c 300000 /dev/zero; exit 0", "trap '' TERM; read end; exit 1"]
-    own = len(os.listdir("/proc/self/fd"))
     for index in range(BACKENDS):
         path = os.path.join(directory, f"backend{index % len(scripts)}")
         if index < len(scripts):
@@ -107,11 +118,10 @@ def backends(directory):
         reader.join()
         service.process.stdout.close()
     deadline = time.monotonic() + 30
-    while subprocess.run(["pgrep", "-f", directory], capture_output=True).stdout:
-        assert time.monotonic() < deadline, "a backend lives on"
+    while left := processes_of(directory):
+        assert time.monotonic() < deadline, f"these live on: {left}"
         time.sleep(0.05)
-    assert len(os.listdir("/proc/self/fd")) == own
-    print(f"{BACKENDS} backends started and ended; no process or descriptor is left")
+    print(f"{BACKENDS} backends started and ended; no process is left")
 
 
 def relay(directory):
@@ -146,6 +156,7 @@ def relay(directory):
     after = service.footprint()
     service.end()
     assert sent.digest() == received.digest(), "the checksums differ"
+    assert before[1:] == after[1:] and after[0] < before[0] + 512, (before, after)
     print(f"{blocks * len(block)} bytes each way, checksums agree; KiB, descriptors, threads: {before} early, {after} after")
 
 

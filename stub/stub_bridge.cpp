@@ -22,30 +22,32 @@ Outcome emitMessage(const StubBridge& stub,
   return stub.emit(BridgeEnvelope(std::in_place_type<BridgeInboundEvent>, std::move(*message)));
 }
 
-Outcome reportScopeUnavailable(const StubBridge& stub, const std::string& title) {
+// Builds the sentence around the title, which may be large.
+Outcome reportScopeUnavailable(const StubBridge& stub, std::string title) {
   if (stub.fallbackReason) {
-    return stub.emit(BridgeErrorEvent{"Managed bridge backend is unavailable for '" + title +
-                                      "': " + *stub.fallbackReason});
+    title.insert(0, "Managed bridge backend is unavailable for '");
+    title.append("': ").append(*stub.fallbackReason);
+  } else {
+    title.insert(0, "Managed bridge service is running, but real WhatsApp capture for '");
+    title.append("' is not implemented yet.");
   }
-  return stub.emit(
-      BridgeErrorEvent{"Managed bridge service is running, but real WhatsApp capture for '" +
-                       title + "' is not implemented yet."});
+  return stub.emit(BridgeErrorEvent{std::move(title)});
 }
 
 Outcome listenTo(const StubBridge& stub, TestOnlyScope& scope) {
   return emitMessage(stub, makeSelfTestMessage(stub.random, std::move(scope.title)));
 }
 
-Outcome listenTo(const StubBridge& stub, const ThreadScope& scope) {
-  return reportScopeUnavailable(stub, scope.title.value_or("Thread"));
+Outcome listenTo(const StubBridge& stub, ThreadScope& scope) {
+  return reportScopeUnavailable(stub, std::move(scope.title).value_or("Thread"));
 }
 
-Outcome listenTo(const StubBridge& stub, const ConversationScope& scope) {
-  return reportScopeUnavailable(stub, scope.title);
+Outcome listenTo(const StubBridge& stub, ConversationScope& scope) {
+  return reportScopeUnavailable(stub, std::move(scope.title));
 }
 
-Outcome listenTo(const StubBridge& stub, const ChannelScope& scope) {
-  return reportScopeUnavailable(stub, scope.title);
+Outcome listenTo(const StubBridge& stub, ChannelScope& scope) {
+  return reportScopeUnavailable(stub, std::move(scope.title));
 }
 
 }  // namespace

@@ -23,8 +23,8 @@ namespace {
 
 using Conditions = std::function<void()>;
 
-Conditions opened(int fd, const char* path, int flags) {
-  return [=] { ::dup2(::open(path, flags | O_CLOEXEC, 0600), fd); };
+Conditions opened(int fd, const std::string& path, int flags) {
+  return [=] { ::dup2(::open(path.c_str(), flags | O_CLOEXEC, 0600), fd); };
 }
 
 // A sanitizer takes memory and descriptors for itself, even to be loaded.
@@ -58,7 +58,7 @@ void standInNoDirectory() {
 TEST(HostileEnvironment, isAnsweredOrRefusedInWords) {
   const TemporaryDirectory directory;
   const auto fullOutput = opened(1, "/dev/full", O_WRONLY);
-  const auto grow = opened(1, directory.path("file").c_str(), O_WRONLY | O_CREAT);
+  const auto grow = opened(1, directory.path("file"), O_WRONLY | O_CREAT);
   const auto small = limited(RLIMIT_FSIZE, 10);
   const std::string answers = greeting + connectEvents();
   using Case = std::tuple<const char*, std::vector<Conditions>, int, std::string, std::string>;

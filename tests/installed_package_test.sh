@@ -43,6 +43,8 @@ read -ra flags < <(pkg-config --cflags --libs ferncrest-bridge)
 "$compiler" -std=c++23 "$consumer/main.cpp" "${flags[@]}" -o by-pkgconfig
 expect_to_decode ./by-pkgconfig
 
-# The installed headers are enough for the example as well.
+# The installed headers are enough for the examples as well.
 documents=installed/share/doc/ferncrest-bridge
 "$compiler" -std=c++23 "-I$documents" "$documents"/examples/backend/*.cpp "${flags[@]}" -o backend
+"$compiler" -std=c++23 "-I$documents" -fsyntax-only "${flags[@]}" \
+  "$documents"/examples/console/{console,launch_token,service_process}.cpp
