@@ -10,7 +10,7 @@
 namespace ferncrest {
 
 std::optional<MessageLine> LineReader::next() {
-  repaired_ = std::string();
+  std::string().swap(repaired_);  // an assignment would keep its memory
   while (const auto line = nextRawLine()) {
     if (const std::string_view text = trimmed(*line); !text.empty()) {
       return terminate(text);

@@ -80,6 +80,11 @@ def requests(directory):
     for count in range(expected):
         assert service.process.stdout.readline().endswith(b"}\n"), count
     writer.join()
+    # What a long line took has to go back before the wait for the line after the next one.
+    service.process.stdin.write(b"\xff" * (8 << 20) + b"\n[\n")
+    service.process.stdin.flush()
+    for _ in range(2):
+        service.process.stdout.readline()
     after = service.footprint()
     service.process.stdin.close()
     assert service.process.stdout.read() == b""

@@ -231,7 +231,8 @@ void Console::show(const std::string& lines) {
   if (editor_) {
     return editor_->printAbove(lines);
   }
-  if (!writeAll(standardOutput, lines) && !end_.wasAsked) {
+  if (const Outcome shown = writeAll(standardOutput, lines); !shown && !end_.outputFailed) {
+    end_.outputFailed = shown.error();
     askToEnd();
   }
 }

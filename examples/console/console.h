@@ -10,14 +10,16 @@
 #include "examples/console/line_buffer.h"
 #include "examples/console/line_editor.h"
 #include "examples/console/service_process.h"
+#include "platform/failure.h"
 
 namespace ferncrest {
 
 /// How a console came to its end.
 struct ConsoleEnd {
-  int signal = 0;               ///< the signal that asked for it, or 0
-  bool wasAsked = false;        ///< by the user, a signal or the end of the commands
-  bool commandsFailed = false;  ///< a command was not understood
+  int signal = 0;                       ///< the signal that asked for it, or 0
+  bool wasAsked = false;                ///< by the user, a signal or the end of the commands
+  bool commandsFailed = false;          ///< a command was not understood
+  std::optional<Failure> outputFailed;  ///< why events could not be shown any more
 };
 
 /// The conversation between a person, or a pipe with commands, and a running service.

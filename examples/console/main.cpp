@@ -47,6 +47,9 @@ Environment serviceEnvironment(const Options& options, const LaunchToken& token)
 }
 
 int judge(const ConsoleEnd& end, std::optional<int> waitStatus) {
+  if (end.outputFailed) {
+    return complain({"Cannot show events: " + end.outputFailed->description}, exitFailed);
+  }
   if (!waitStatus) {
     return complain({"The service did not end in time and was killed."}, exitFailed);
   }
@@ -68,7 +71,8 @@ struct Result {
 
 Result converse(const Options& options) {
   using std::chrono::seconds;
-  const auto signals = openSignalPipe({SIGINT, SIGTERM, SIGHUP, SIGCHLD, SIGWINCH, SIGCONT});
+  const auto signals =
+      openSignalPipe({SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGCHLD, SIGWINCH, SIGCONT});
   if (!signals) {
     return {complain(signals.error(), exitFailed)};
   }
