@@ -19,6 +19,8 @@ namespace ferncrest {
 
 namespace {
 
+// Written out here, though the service has the like: what it launches with is not installed.
+
 struct Pipe {
   Fd readEnd;
   Fd writeEnd;
