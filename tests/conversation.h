@@ -27,12 +27,18 @@ inline std::string connectEvents(const std::string& suffix = "") {
 /// What the stub says to one connect request when it has taken over.
 inline const std::string takeover = greeting + connectEvents(" fallback");
 
+inline const std::string refusal = "This component must be launched by Ferncrest.\n";
+
 inline std::string fatalLine(const std::string& reason) {
   return "[BridgeService] fatal error: " + reason + "\n";
 }
 
 inline std::string fallbackLine(const std::string& path, const std::string& reason) {
   return "[BridgeService] Delegated backend launch failed at " + path + ": " + reason + "\n";
+}
+
+inline std::string brokenPipeLine(const std::string& path) {
+  return fallbackLine(path, "Managed bridge backend transport failed: Broken pipe");
 }
 
 inline std::string notRunningLine(const std::string& path) {

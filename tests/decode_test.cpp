@@ -9,8 +9,6 @@
 namespace ferncrest::testing {
 namespace {
 
-using Kind = DecodingError::Kind;
-
 // The envelope written again, or the fault: kind, expected type and path, for a missing key also
 // its name, for a choice without exactly one case that sentence.
 std::string outcomeOf(std::string_view line) {
@@ -108,13 +106,6 @@ TEST(Decode, readsMessages) {
       "true" => mismatch Bool/inboundEvent/_0/event/isDirectMessage
       0 => mismatch Bool/inboundEvent/_0/event/isDirectMessage)~",
       R"(,"messageId":"","conversationId":"","conversationTitle":"","senderId":"","senderDisplayName":"","text":"","timestampISO8601":""}}}})");
-}
-
-TEST(Decode, hasOneSentenceForWrongDataAndOneForMissingData) {
-  const auto sentence = [](Kind kind) { return DecodingError{kind, {}, {}, {}}.description(); };
-  EXPECT_EQ(sentence(Kind::typeMismatch), sentence(Kind::invalidJson));
-  EXPECT_EQ(sentence(Kind::missingKey), sentence(Kind::nullValue));
-  EXPECT_NE(sentence(Kind::typeMismatch), sentence(Kind::missingKey));
 }
 
 }  // namespace

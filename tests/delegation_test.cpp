@@ -229,8 +229,7 @@ TEST(Delegation, fallsBackWhenTheBackendClosesItsInput) {
   const pid_t backend = std::stoi(service->readLine());
   service->write("not delivered\n" + connectRequest);
   EXPECT_EQ(service->readBytes(takeover.size()), takeover);
-  EXPECT_EQ(service->readErrorLine(),
-            fallbackLine(service.path(), "Managed bridge backend transport failed: Broken pipe"));
+  EXPECT_EQ(service->readErrorLine(), brokenPipeLine(service.path()));
   // It was asked to end, so that is not reported.
   ASSERT_TRUE(eventually([&] { return ::kill(backend, 0) != 0; }));
   EXPECT_EQ(service->finish(), 0);

@@ -50,7 +50,6 @@ class Service {
   void write(std::string_view bytes) const;
   void closeInput() { input_.reset(); }
   void closeOutput() { output_.fd.reset(); }
-  void closeErrors() { errors_.fd.reset(); }
 
   /// The same for an input that the service may not be reading.
   void tryWrite(std::string_view bytes) const;

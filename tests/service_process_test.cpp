@@ -66,7 +66,7 @@ TEST(ServiceProcess, refusesALaunchThatTheHostDidNotMake) {
   Service service({.authorized = false});
   EXPECT_EQ(service.wait(), 64);
   EXPECT_EQ(service.readRest(), "");
-  EXPECT_EQ(service.readErrors(), "This component must be launched by Ferncrest.\n");
+  EXPECT_EQ(service.readErrors(), refusal);
 }
 
 TEST(ServiceProcess, failsOnceMoreIsAskedOfAClosedOutput) {
