@@ -1,31 +1,21 @@
 #pragma once
 
+#include <cstddef>
 #include <expected>
-#include <memory>
-#include <mutex>
 #include <string>
-#include <string_view>
 
+#include "backend/conversation.h"
 #include "backend/proxy_error.h"
-#include "backend/relay.h"
 #include "platform/child_process.h"
 #include "platform/environment.h"
-#include "platform/event.h"
 #include "platform/failure.h"
 #include "platform/fd.h"
-#include "platform/latch.h"
-#include "platform/output_stream.h"
-#include "protocol/line_reader.h"
+#include "protocol/line_buffer.h"
 
 namespace ferncrest {
 
-/// The backend process as the host's partner: lines go to its input, its output and diagnostics
-/// come back through two relays, and its unexpected end is reported to the host. Started at most
-/// once.
-///
-/// The main thread starts, sends and stops; a thread of the proxy's own waits for the backend's
-/// end. Locks are taken in this order: the turn on standard output, then the proxy's own, which is
-/// never held across a wait.
+/// The backend process as the host's partner: lines go to its input, its output and diagnostics are
+/// relayed, and an end that nobody asked for is reported to the host. Started at most once.
 class ManagedBridgeBackendProxy {
  public:
   struct Configuration {
@@ -34,59 +24,37 @@ class ManagedBridgeBackendProxy {
     Environment environment;
   };
 
-  /// Both streams must outlive every thread of the process.
-  ManagedBridgeBackendProxy(Configuration configuration, OutputStream& events,
-                            OutputStream& diagnostics);
+  /// `host` is borrowed and does the waiting.
+  ManagedBridgeBackendProxy(Configuration configuration, Conversation& host);
   ManagedBridgeBackendProxy(const ManagedBridgeBackendProxy&) = delete;
   ManagedBridgeBackendProxy& operator=(const ManagedBridgeBackendProxy&) = delete;
+  /// Asks a backend that still runs to end. Does not wait.
+  ~ManagedBridgeBackendProxy();
 
-  /// Makes the data directory and starts the backend. The thread that waits for the backend's end
-  /// refers to the proxy without owning it. Fails with the system's words; nothing runs then.
-  [[nodiscard]] static Outcome start(const std::shared_ptr<ManagedBridgeBackendProxy>& proxy);
+  /// Makes the data directory and starts the backend. Fails with the error text of the system;
+  /// nothing runs then.
+  [[nodiscard]] Outcome start();
 
-  /// Writes the line to the backend, waiting for it to read as long as it runs.
+  /// Writes the line to the backend, waiting for it to read as long as it runs. When the write
+  /// fails, the backend's end is given a moment to be noticed, and reported, first.
   [[nodiscard]] std::expected<void, ManagedBridgeBackendProxyError> send(const MessageLine& line);
 
-  /// Ends the conversation: relays what the backend has written so far, closes its input and asks
-  /// it to end. If it has already ended by itself, that is reported first. Waits as long as the
-  /// host goes on reading, for `hostPatience` if it does not, and not for the backend to end.
+  /// Ends the conversation: closes the backend's input and asks it to end; of its output no more is
+  /// relayed than it has written so far. If it ended by itself before, that is reported. Does not
+  /// wait.
   void stop();
 
-  /// After a failed send: waits until nothing more comes from the backend or about it, however long
-  /// the host takes to read it, and stops it. Afterwards standard output is the caller's.
-  void giveUp();
-
  private:
-  /// Everything that a running backend is reached by; set and emptied as one.
-  struct Handles {
-    std::shared_ptr<ChildProcess> process;
-    std::shared_ptr<const Fd> stdinHandle;
-    std::shared_ptr<Relay> stdoutHandle;
-    std::shared_ptr<Relay> stderrHandle;
-  };
-
-  [[nodiscard]] std::expected<Handles, Failure> launch();
-  [[nodiscard]] std::expected<Handles, Failure> connect(LaunchedChild child) const;
-  void abandon(const Handles& handles) const;
-  [[nodiscard]] static Outcome watch(const std::shared_ptr<ManagedBridgeBackendProxy>& proxy);
+  [[nodiscard]] std::expected<void, ManagedBridgeBackendProxyError> write(const Fd& input,
+                                                                          std::string_view bytes);
   void handleTermination(int terminationStatus);
-  void report(const std::string& message);
-  bool takeReport();
-  bool hasEndedByItself() const;
-  void setHandles(Handles handles);
-  [[nodiscard]] Handles handles() const;
-  [[nodiscard]] std::shared_ptr<const Fd> inputOfRunningBackend() const;
+  void requestStop();
 
   const Configuration configuration_;
-  OutputStream& events_;
-  OutputStream& diagnostics_;
-  std::shared_ptr<const Event> over_;  // raised at the backend's end and by stop; set by start
-
-  mutable std::mutex mutex_;
-  Handles handles_;
+  Conversation& host_;
+  const ChildProcess* process_ = nullptr;  // the conversation's; none once its end was noticed
+  Fd stdinHandle_;
   bool didRequestStop_ = false;
-
-  Latch reported_;
 };
 
 }  // namespace ferncrest

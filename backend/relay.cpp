@@ -1,107 +1,142 @@
 #include "backend/relay.h"
 
-#include <poll.h>
 #include <sys/ioctl.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <new>
-#include <utility>
 
 #include "platform/io.h"
 #include "platform/system.h"
-#include "platform/thread.h"
 
 namespace ferncrest {
 
 namespace {
 
-constexpr std::size_t chunkSize = std::size_t{64} << 10U;
-constexpr std::size_t smallChunkSize = std::size_t{4} << 10U;
+// A whole pipe of the backend's. Moves of the buffer's size cost twice the processor time.
+constexpr std::size_t mostMoved = std::size_t{256} << 10U;
 
+// Where the system refuses to tell, as many as a full pipe holds.
 std::size_t bytesIn(int pipe) {
   int count = 0;
-  return ::ioctl(pipe, FIONREAD, &count) == 0 && count > 0 ? static_cast<std::size_t>(count) : 0;
+  return ::ioctl(pipe, FIONREAD, &count) == 0 ? static_cast<std::size_t>(std::max(count, 0))
+                                              : mostMoved;
 }
 
 }  // namespace
 
-Relay::Relay(Fd source, OutputStream& destination, std::shared_ptr<const Event> over)
-    : source_(std::move(source)),
-      destination_(destination),
-      over_(std::move(over)),
-      buffer_(chunkSize) {}
-
-std::expected<std::shared_ptr<Relay>, Failure> Relay::start(Fd source, OutputStream& destination,
-                                                            std::shared_ptr<const Event> over) {
-  std::shared_ptr<Relay> relay;
-  try {
-    relay = std::make_shared<Relay>(std::move(source), destination, std::move(over));
-  } catch (const std::bad_alloc&) {
-    return std::unexpected(systemFailure(ENOMEM));
+void Relay::limit() {
+  if (source_.isOpen()) {
+    rest_ = std::min(bytesIn(source_.get()), rest_.value_or(mostMoved));
+    take(0);
   }
-  if (const Outcome started = startThread([relay] { relay->run(); }); !started) {
-    return std::unexpected(started.error());
-  }
-  return relay;
 }
 
-Latch::TimePoint Relay::waitForEnd(Latch::TimePoint deadline) {
-  while (!ended_.waitUntil(deadline) && lastCopied_.load() + hostPatience > deadline) {
-    deadline = lastCopied_.load() + hostPatience;
-  }
-  return deadline;
+bool Relay::isDone() const {
+  return !source_.isOpen() && chunk_.empty() && lines_.empty();
 }
 
-void Relay::run() {
-  joinBatchClass();  // many small events then cost one chunk
-  std::array<pollfd, 2> waiting{{{.fd = source_.get(), .events = POLLIN, .revents = 0},
-                                 {.fd = over_->fd(), .events = POLLIN, .revents = 0}}};
-  for (bool isOpen = true; isOpen;) {
-    const int ready = ::poll(waiting.data(), waiting.size(), -1);
-    if (ready < 0) {
-      isOpen = errno == EINTR;
-    } else if (waiting[1].revents != 0) {
-      // Asked first: a grandchild may keep the pipe full for ever.
-      relayRest();
-      isOpen = false;
-    } else if (waiting[0].revents != 0) {
-      isOpen = relayChunk(chunkSize) > 0;
-    }
+pollfd Relay::need() const {
+  if (isDone() || isHeldBack_) {
+    return {.fd = -1, .events = 0, .revents = 0};
   }
-  source_.reset();
-  ended_.open();
+  if (chunk_.empty() && source_.isOpen() && awaited_ == End::source) {
+    return {.fd = source_.get(), .events = POLLIN, .revents = 0};
+  }
+  return {.fd = destination_.fd(), .events = POLLOUT, .revents = 0};
 }
 
-// Copies what is available now; nothing is left to copy when that is nothing. A destination that
-// fails does not stop the relay, so that the backend never stalls on a host that is gone.
-std::size_t Relay::relayChunk(std::size_t most) {
-  if (movesInSystem_) {
-    const auto moved = OutputStream::Turn(destination_).moveFrom(source_.get(), most);
-    if (moved >= 0) {
-      return static_cast<std::size_t>(moved);
-    }
-    // After any other failure too, the bytes are still in the pipe and this chunk takes the long
-    // way.
-    movesInSystem_ = moved != -EINVAL;
+void Relay::step() {
+  if (chunk_.empty() && source_.isOpen()) {
+    relayChunk();
   }
-  const auto count = readSome(source_.get(), {buffer_.data(), std::min(most, chunkSize)});
-  if (!count || *count == 0) {
+  if (!chunk_.empty()) {
+    writeChunk();
+  } else if (!source_.isOpen() && !lines_.empty()) {
+    writeLine();
+  }
+}
+
+std::size_t Relay::outstanding() const {
+  if (isDone()) {
     return 0;
   }
-  static_cast<void>(destination_.write({buffer_.data(), *count}));
-  return *count;
+  const std::size_t inSource = source_.isOpen() ? rest_.value_or(0) : 0;
+  return inSource + chunk_.size() + lines_.size() + destination_.unread();
 }
 
-// No more than the pipe holds now: a grandchild that goes on writing must not keep the relay going.
-// In small pieces, so that a host which reads slowly is seen to read.
-void Relay::relayRest() {
-  std::size_t rest = bytesIn(source_.get());
-  while (rest > 0) {
-    const std::size_t count = relayChunk(std::min(rest, smallChunkSize));
-    rest = count > 0 ? rest - count : 0;
-    lastCopied_ = std::chrono::steady_clock::now();
+void Relay::relayChunk() {
+  if (!movesInSystem_ || !moveChunk()) {
+    readChunk();
+  }
+}
+
+// False when this chunk has to go through the buffer: also after a failure, which leaves the bytes
+// in the pipe.
+bool Relay::moveChunk() {
+  const std::ptrdiff_t moved =
+      destination_.moveFrom(source_.get(), std::min(rest_.value_or(mostMoved), mostMoved));
+  if (moved == 0) {
+    source_.reset();
+  } else if (moved > 0) {
+    take(static_cast<std::size_t>(moved));
+    // So much fills a pipe of the usual size: the next move would find it full.
+    awaited_ = static_cast<std::size_t>(moved) >= chunkSize ? End::destination : awaited_;
+  } else if (moved == -EAGAIN) {
+    // One of the two, and the system does not say which: not the end that was waited for.
+    waitFor(awaited_ == End::source ? End::destination : End::source);
+  }
+  movesInSystem_ = moved != -EINVAL;
+  return moved >= 0 || moved == -EAGAIN || moved == -EINTR;
+}
+
+void Relay::readChunk() {
+  const std::ptrdiff_t count =
+      readNow(source_.get(), buffer_.data(), std::min(rest_.value_or(chunkSize), chunkSize));
+  if (count > 0) {
+    chunk_ = {buffer_.data(), static_cast<std::size_t>(count)};
+    take(chunk_.size());
+  } else if (count == -EAGAIN || count == -EINTR) {
+    waitFor(End::source);
+  } else {
+    source_.reset();
+  }
+}
+
+void Relay::writeChunk() {
+  const std::ptrdiff_t count = destination_.writeSome(chunk_);
+  if (count >= 0) {
+    chunk_.remove_prefix(static_cast<std::size_t>(count));
+  } else if (count != -EAGAIN && count != -EINTR) {
+    chunk_ = {};
+  }
+}
+
+void Relay::writeLine() {
+  const std::size_t size = std::min(lines_.find('\n'), lines_.size() - 1) + 1;
+  const std::ptrdiff_t count = destination_.writeLine(std::string_view(lines_).substr(0, size));
+  // Poll would find room, for less than the line.
+  isHeldBack_ = count == -EAGAIN && isWritable(destination_.fd());
+  if (count >= 0) {
+    lines_.erase(0, static_cast<std::size_t>(count));
+  } else if (count != -EAGAIN && count != -EINTR) {
+    lines_.erase(0, size);
+  }
+}
+
+void Relay::take(std::size_t count) {
+  if (rest_) {
+    *rest_ -= std::min(count, *rest_);
+    if (*rest_ == 0) {
+      source_.reset();
+    }
+  }
+}
+
+// What was noted is there already: a source with nothing to read then held less than was assumed.
+void Relay::waitFor(End end) {
+  awaited_ = end;
+  if (rest_ && !isReadable(source_.get())) {
+    source_.reset();
   }
 }
 

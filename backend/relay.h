@@ -1,55 +1,72 @@
 #pragma once
 
-#include <atomic>
-#include <chrono>
+#include <poll.h>
+
 #include <cstddef>
-#include <expected>
-#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
 
 #include "platform/byte_buffer.h"
-#include "platform/event.h"
-#include "platform/failure.h"
 #include "platform/fd.h"
-#include "platform/latch.h"
 #include "platform/output_stream.h"
 
 namespace ferncrest {
 
-/// How long a host that takes nothing is waited for at the end.
-inline constexpr std::chrono::seconds hostPatience{1};
-
-/// Copies one pipe of the backend to one of our streams, unchanged and at once, on a thread of its
-/// own. That thread owns the pipe end and shares this object, so it may outlive every other owner
-/// while it waits for a host that does not read.
+/// Copies one pipe of the backend to one of the host's streams, unchanged and in order. Passive: it
+/// says which descriptor it waits for, and does one step when that is ready. It never waits itself.
 class Relay {
  public:
-  /// Starts copying `source`. Once `over` is raised, what is in the pipe then is still copied, and
-  /// that is the end. Fails with the system's words when no thread can be had.
-  [[nodiscard]] static std::expected<std::shared_ptr<Relay>, Failure> start(
-      Fd source, OutputStream& destination, std::shared_ptr<const Event> over);
+  /// Allocates the buffer; everything else here but append() cannot fail.
+  explicit Relay(int stream) : destination_(stream) {}
 
-  Relay(Fd source, OutputStream& destination, std::shared_ptr<const Event> over);
+  /// Copies from `source` on, the read end of a pipe in non-blocking mode.
+  void begin(Fd source) { source_ = std::move(source); }
 
-  /// Waits until nothing more is copied. Any thread.
-  void waitForEnd() { ended_.wait(); }
+  /// Ends with what the pipe holds now, so that whoever still writes to it prolongs nothing.
+  void limit();
 
-  /// The same with a deadline that is put off to `hostPatience` after anything was copied. Returns
-  /// the deadline as it stands then. Any thread.
-  Latch::TimePoint waitForEnd(Latch::TimePoint deadline);
+  /// Writes these lines, each in one write, behind the end of what is copied.
+  void append(std::string_view lines) { lines_ += lines; }
+
+  [[nodiscard]] bool isDone() const;
+
+  /// What to wait for; no descriptor (-1) when nothing or when time alone helps.
+  [[nodiscard]] pollfd need() const;
+  /// Whether a line waits for more room than poll can tell of, so that step() is to be tried again
+  /// after a while.
+  [[nodiscard]] bool isHeldBack() const { return isHeldBack_; }
+
+  /// Moves what can be moved now. A stream that fails loses what was meant for it and no more, so
+  /// that the backend never stalls on a host that has gone.
+  void step();
+
+  /// After limit(): the bytes that the host has not read, those in its stream included. Shrinks
+  /// when the host reads, and only then. 0 when done.
+  [[nodiscard]] std::size_t outstanding() const;
 
  private:
-  void run();
-  std::size_t relayChunk(std::size_t most);
-  void relayRest();
+  enum class End { source, destination };
+
+  static constexpr std::size_t chunkSize = std::size_t{64} << 10U;
+
+  void relayChunk();
+  bool moveChunk();
+  void readChunk();
+  void writeChunk();
+  void writeLine();
+  void take(std::size_t count);
+  void waitFor(End end);
 
   Fd source_;
-  OutputStream& destination_;
-  std::shared_ptr<const Event> over_;
-  ByteBuffer buffer_;
+  OutputStream destination_;
+  ByteBuffer buffer_{chunkSize};
+  std::string_view chunk_;           // in the buffer, read but not yet written
+  std::optional<std::size_t> rest_;  // bytes of the source still to be taken, after limit()
+  std::string lines_;                // to be written when the source has ended
+  End awaited_ = End::source;
   bool movesInSystem_ = true;
-
-  std::atomic<Latch::TimePoint> lastCopied_;  // of what was left when the conversation was over
-  Latch ended_;
+  bool isHeldBack_ = false;
 };
 
 }  // namespace ferncrest

@@ -1,19 +1,18 @@
 #include "backend/run_delegation.h"
 
-#include <memory>
-#include <new>
-
 #include "backend/backend_proxy.h"
 #include "platform/paths.h"
+#include "platform/system.h"
 
 namespace ferncrest {
 
 namespace {
 
-Outcome forwardLines(ManagedBridgeBackendProxy& proxy, LineReader& input) {
-  while (const auto line = input.next()) {
+Outcome forwardLines(ManagedBridgeBackendProxy& proxy, Conversation& host) {
+  while (const auto line = host.nextLine()) {
     if (const auto sent = proxy.send(*line); !sent) {
-      proxy.giveUp();
+      proxy.stop();
+      host.finishOutput();
       return std::unexpected(Failure{sent.error().description()});
     }
   }
@@ -24,23 +23,19 @@ Outcome forwardLines(ManagedBridgeBackendProxy& proxy, LineReader& input) {
 }  // namespace
 
 Outcome runDelegation(const std::string& executablePath, const std::string& platform,
-                      const Environment& environment, LineReader& input, OutputStream& events,
-                      OutputStream& diagnostics) {
-  const auto proxy = std::make_shared<ManagedBridgeBackendProxy>(
-      ManagedBridgeBackendProxy::Configuration{
-          .executableURL = normalizedPath(executablePath, currentDirectory()),
-          .platform = platform,
-          .environment = environment},
-      events, diagnostics);
-  if (Outcome started = ManagedBridgeBackendProxy::start(proxy); !started) {
+                      const Environment& environment, Conversation& host) {
+  ManagedBridgeBackendProxy proxy(
+      {.executableURL = normalizedPath(executablePath, currentDirectory()),
+       .platform = platform,
+       .environment = environment},
+      host);
+  if (Outcome started = proxy.start(); !started) {
     return started;
   }
-  try {
-    return forwardLines(*proxy, input);
-  } catch (const std::bad_alloc&) {
-    proxy->stop();
-    throw;  // ends the process; the backend must not live on
-  }
+  setBatchClass(true);  // after the launch: the backend would inherit it
+  Outcome forwarded = forwardLines(proxy, host);
+  setBatchClass(false);
+  return forwarded;
 }
 
 }  // namespace ferncrest

@@ -7,8 +7,9 @@
 #include <memory>
 #include <string>
 
+#include "platform/io.h"
 #include "protocol/coding.h"
-#include "protocol/line_reader.h"
+#include "protocol/line_buffer.h"
 #include "text/trimmed.h"
 #include "text/utf8.h"
 
@@ -66,9 +67,12 @@ void readLines(benchmark::State& state, const std::string& line) {
   std::fflush(file.get());
   while (state.KeepRunning()) {
     ::lseek(::fileno(file.get()), 0, SEEK_SET);
-    ferncrest::LineReader reader(::fileno(file.get()));
-    while (const auto next = reader.next()) {
-      benchmark::DoNotOptimize(next->terminated.data());
+    ferncrest::LineBuffer lines;
+    while (!lines.hasEnded()) {
+      lines.add(ferncrest::readSome(::fileno(file.get()), lines.room()).value_or(0));
+      while (const auto next = lines.next()) {
+        benchmark::DoNotOptimize(next->terminated.data());
+      }
     }
   }
   countBytes(state, total);

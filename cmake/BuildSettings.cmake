@@ -16,9 +16,6 @@ target_include_directories(ferncrest_settings INTERFACE "$<BUILD_INTERFACE:${PRO
 target_compile_options(ferncrest_settings INTERFACE "$<BUILD_INTERFACE:-Wall;-Wextra;-Wpedantic>"
   "$<BUILD_INTERFACE:-Wconversion;-Wshadow;-fstack-protector-strong>")
 
-find_package(Threads REQUIRED)
-target_link_libraries(ferncrest_settings INTERFACE Threads::Threads)
-
 if(FERNCREST_SANITIZE)
   # Instrumented, g++ takes values in the library's own headers for uninitialized.
   target_compile_options(ferncrest_settings INTERFACE

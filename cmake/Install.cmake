@@ -23,7 +23,7 @@ endif()
 
 # The headers that hosts and backends are written with; they include each other and nothing else.
 foreach(header IN ITEMS
-    protocol/coding.h protocol/decoding_error.h protocol/envelope.h protocol/line_reader.h
+    protocol/coding.h protocol/decoding_error.h protocol/envelope.h protocol/line_buffer.h
     protocol/values.h
     text/canonical.h text/trimmed.h text/utf8.h
     platform/byte_buffer.h platform/environment.h platform/failure.h platform/fd.h platform/files.h

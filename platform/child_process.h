@@ -2,10 +2,8 @@
 
 #include <sys/types.h>
 
-#include <atomic>
 #include <expected>
-#include <memory>
-#include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,40 +13,27 @@
 
 namespace ferncrest {
 
-/// A program that this process started. Any thread may call anything at any time; nothing is done
-/// to the process number once the child was reaped and the number may be another's.
+/// A program that this process started and has not reaped yet. Move-only; destroying it neither
+/// ends nor reaps the child.
 class ChildProcess {
  public:
-  explicit ChildProcess(pid_t pid) : pid_(pid) {}
-  ChildProcess(const ChildProcess&) = delete;
-  ChildProcess& operator=(const ChildProcess&) = delete;
+  explicit ChildProcess(pid_t pid);
 
-  /// Asks the system whether the child still runs.
-  [[nodiscard]] bool isRunning() const;
+  /// Turns readable for poll when the child has ended; -1 where the system gives no such descriptor
+  /// and reapIfEnded must be called again and again.
+  [[nodiscard]] int exitFd() const { return exitWatch_.get(); }
 
-  /// Waits until the child has ended; it must still be reaped.
-  void waitForEnd();
-
-  /// Whether a waitForEnd has returned; asks nobody.
-  [[nodiscard]] bool wasSeenToEnd() const { return wasSeenToEnd_; }
-
-  /// Takes the ended child off the system's list: its exit code, or the number of the signal that
-  /// ended it, or -1 when the system no longer knows. Waits for a child that still runs.
-  int reap();
+  /// Takes the child off the system's list if it has ended: its exit code, or the number of the
+  /// signal that ended it, or -1 when the system no longer knows. Nothing while it runs. To be
+  /// called when exitFd() is readable, and never again after it gave a status.
+  [[nodiscard]] std::optional<int> reapIfEnded();
 
   /// Sends the termination signal, which the child may ignore. Does not wait.
-  void askToEnd();
-
-  /// Ends the child whether it likes or not, and reaps it.
-  void endNow();
+  void askToEnd() const;
 
  private:
-  void send(int signal);
-
-  const pid_t pid_;
-  std::atomic<bool> wasSeenToEnd_ = false;
-  mutable std::mutex mutex_;
-  bool reaped_ = false;
+  pid_t pid_;
+  Fd exitWatch_;
 };
 
 struct ChildLaunch {
@@ -57,16 +42,16 @@ struct ChildLaunch {
   Environment environment;             ///< the whole of it
 };
 
-/// A child with our ends of the pipes that are its standard streams.
+/// A child with our ends of the pipes that are its standard streams, all in non-blocking mode.
 struct LaunchedChild {
-  std::shared_ptr<ChildProcess> process;
-  Fd input;  ///< in non-blocking mode
+  ChildProcess process;
+  Fd input;
   Fd output;
   Fd errors;
 };
 
 /// Starts the program in the current directory with default signal dispositions, no signal blocked
-/// and no descriptor but its three streams. Fails with the system's words.
+/// and no descriptor but its three streams. Fails with the error text of the system.
 [[nodiscard]] std::expected<LaunchedChild, Failure> launchChild(const ChildLaunch& launch);
 
 }  // namespace ferncrest

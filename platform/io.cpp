@@ -3,72 +3,76 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include <array>
+#include <algorithm>
 #include <cerrno>
-
-#include "platform/system.h"
+#include <climits>
 
 namespace ferncrest {
 
 namespace {
 
-constexpr int nothing = -1;
+// macOS refuses to transfer more in one call.
+constexpr std::size_t mostAtOnce = INT_MAX;
 
-enum class Next { tryAgain, giveUp };
-
-// What to do about a failed read or write, after waiting where waiting helps; `giveUp` ends the
-// wait when it becomes readable, and is no descriptor (-1) where nothing does.
-Next afterError(int errorNumber, int fd, short event, int giveUp) {
+// Whether to try again after a failed read or write; waits first where waiting helps.
+bool isWorthRetrying(int errorNumber, int fd, short event) {
   if (errorNumber == EINTR) {
-    return Next::tryAgain;
+    return true;
   }
   if (errorNumber != EAGAIN && errorNumber != EWOULDBLOCK) {
-    return Next::giveUp;
+    return false;
   }
-  std::array<pollfd, 2> waiting{
-      {{.fd = fd, .events = event, .revents = 0}, {.fd = giveUp, .events = POLLIN, .revents = 0}}};
-  const int ready = ::poll(waiting.data(), waiting.size(), -1);
-  const bool isOver = ready < 0 ? errno != EINTR : waiting[1].revents != 0;
-  return isOver ? Next::giveUp : Next::tryAgain;
+  pollfd waiting{.fd = fd, .events = event, .revents = 0};
+  return ::poll(&waiting, 1, -1) >= 0 || errno == EINTR;
+}
+
+bool isReady(int fd, short event) {
+  pollfd waiting{.fd = fd, .events = event, .revents = 0};
+  return ::poll(&waiting, 1, 0) > 0;
 }
 
 }  // namespace
 
 std::expected<std::size_t, Failure> readSome(int fd, std::span<char> buffer) {
   for (;;) {
-    const ssize_t count = ::read(fd, buffer.data(), buffer.size());
+    const ssize_t count = ::read(fd, buffer.data(), std::min(buffer.size(), mostAtOnce));
     if (count >= 0) {
       return static_cast<std::size_t>(count);
     }
     const int errorNumber = errno;
-    if (afterError(errorNumber, fd, POLLIN, nothing) == Next::giveUp) {
+    if (!isWorthRetrying(errorNumber, fd, POLLIN)) {
       return std::unexpected(systemFailure(errorNumber));
     }
   }
 }
 
-Outcome writeAll(int fd, std::string_view bytes) {
-  return writeAllUnless(nothing, fd, bytes);
+std::ptrdiff_t writeSome(int fd, std::string_view bytes) {
+  for (;;) {
+    const ssize_t count = ::write(fd, bytes.data(), std::min(bytes.size(), mostAtOnce));
+    if (count >= 0 || errno != EINTR) {
+      return count >= 0 ? count : -errno;
+    }
+  }
 }
 
-Outcome writeAllUnless(int giveUp, int fd, std::string_view bytes) {
+Outcome writeAll(int fd, std::string_view bytes) {
   while (!bytes.empty()) {
-    const std::ptrdiff_t count = writeBytes(fd, bytes.data(), bytes.size());
+    const std::ptrdiff_t count = writeSome(fd, bytes);
     if (count >= 0) {
       bytes.remove_prefix(static_cast<std::size_t>(count));
-      continue;
-    }
-    const int errorNumber = errno;
-    if (afterError(errorNumber, fd, POLLOUT, giveUp) == Next::giveUp) {
-      return std::unexpected(systemFailure(errorNumber));
+    } else if (!isWorthRetrying(static_cast<int>(-count), fd, POLLOUT)) {
+      return std::unexpected(systemFailure(static_cast<int>(-count)));
     }
   }
   return {};
 }
 
 bool isReadable(int fd) {
-  pollfd waiting{.fd = fd, .events = POLLIN, .revents = 0};
-  return ::poll(&waiting, 1, 0) > 0;
+  return isReady(fd, POLLIN);
+}
+
+bool isWritable(int fd) {
+  return isReady(fd, POLLOUT);
 }
 
 }  // namespace ferncrest

@@ -17,11 +17,14 @@ namespace ferncrest {
 /// written. Survives interruptions, short counts and non-blocking mode. Any thread.
 [[nodiscard]] Outcome writeAll(int fd, std::string_view bytes);
 
-/// The same for a descriptor in non-blocking mode, but once `giveUp` is readable it waits no longer
-/// for room and fails.
-[[nodiscard]] Outcome writeAllUnless(int giveUp, int fd, std::string_view bytes);
+/// Writes the first bytes, as many as a descriptor in non-blocking mode takes now: how many, or a
+/// negated errno value. Survives interruptions.
+[[nodiscard]] std::ptrdiff_t writeSome(int fd, std::string_view bytes);
 
 /// Whether a read from `fd` would return at once, with data, end of input or an error.
 bool isReadable(int fd);
+
+/// Whether a write of one byte to `fd` would return at once, with success or an error.
+bool isWritable(int fd);
 
 }  // namespace ferncrest

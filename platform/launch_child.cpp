@@ -132,10 +132,14 @@ std::expected<LaunchedChild, Failure> launchChild(const ChildLaunch& launch) {
   if (!pid) {
     return std::unexpected(pid.error());
   }
-  ::fcntl(pipes->input.writeEnd.get(), F_SETFL, O_NONBLOCK);
+  // From here on nothing can fail: the child has an owner.
+  for (const Fd* const end :
+       {&pipes->input.writeEnd, &pipes->output.readEnd, &pipes->errors.readEnd}) {
+    ::fcntl(end->get(), F_SETFL, O_NONBLOCK);
+  }
   enlargePipe(pipes->input.writeEnd.get());
   enlargePipe(pipes->output.readEnd.get());
-  return LaunchedChild{.process = std::make_shared<ChildProcess>(*pid),
+  return LaunchedChild{.process = ChildProcess(*pid),
                        .input = std::move(pipes->input.writeEnd),
                        .output = std::move(pipes->output.readEnd),
                        .errors = std::move(pipes->errors.readEnd)};

@@ -1,60 +1,101 @@
 #include "platform/output_stream.h"
 
-#include <poll.h>
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <climits>
-#include <thread>
 
 #include "platform/io.h"
 #include "platform/system.h"
 
 namespace ferncrest {
 
-using Clock = std::chrono::steady_clock;
-
 namespace {
 
-// Whether the stream takes a few bytes, or fails, without a wait before the deadline.
-bool isReady(int fd, Clock::time_point deadline) {
-  int ready = 0;
-  do {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
-    pollfd waiting{.fd = fd, .events = POLLOUT, .revents = 0};
-    ready = ::poll(&waiting, 1, std::max(static_cast<int>(left.count()), 0));
-  } while (ready < 0 && errno == EINTR);
-  return ready > 0;
+// A Unix socket tells by the piece what its reader has taken, so pieces must be small enough to see
+// a slow reader read.
+constexpr std::size_t socketPiece = std::size_t{8} << 10U;
+
+// A blocking terminal says that it is ready when it has room for a few bytes.
+constexpr std::size_t terminalPiece = 64;
+
+// Poll finds a terminal ready, and a write to it waits all the same: it takes a description of our
+// own to write without waiting and without a change to the host's.
+Fd reopenedTerminal(int fd) {
+  std::array<char, PATH_MAX> name{};
+  if (::ttyname_r(fd, name.data(), name.size()) != 0) {
+    return {};
+  }
+  return Fd(::open(name.data(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
 }
 
 }  // namespace
 
-Outcome OutputStream::Turn::write(std::string_view bytes) const {
-  return writeAll(fd_, bytes);
-}
-
-std::ptrdiff_t OutputStream::Turn::moveFrom(int pipe, std::size_t most) const {
-  return moveBytes(pipe, fd_, most);
-}
-
-void OutputStream::offer(std::string_view bytes, std::chrono::milliseconds patience) {
-  const auto deadline = Clock::now() + patience;
-  std::unique_lock lock(mutex_, std::try_to_lock);
-  // Looked for again and again: whoever holds the turn waits for the host too, so it is rare.
-  while (!lock.owns_lock() && Clock::now() < deadline) {
-    std::this_thread::sleep_for(patience / 100);
-    static_cast<void>(lock.try_lock());
+OutputStream::OutputStream(int fd) : fd_(fd), kind_(kindOf(fd)) {
+  if (kind_ == Kind::terminal) {
+    own_ = reopenedTerminal(fd);
   }
-  while (lock.owns_lock() && !bytes.empty() && isReady(fd_, deadline)) {
-    // A ready pipe takes this much at once; more could wait for ever.
-    const std::size_t block = std::min(bytes.size(), std::size_t{PIPE_BUF});
-    const ssize_t count = ::write(fd_, bytes.data(), block);
-    if (count < 0 && errno != EINTR && errno != EAGAIN) {
-      return;
+}
+
+OutputStream::Kind OutputStream::kindOf(int fd) {
+  struct stat status{};
+  const int flags = ::fcntl(fd, F_GETFL);
+  // Asked here, because poll would wait for ever for such a stream.
+  if (flags < 0 || (flags & O_ACCMODE) == O_RDONLY || ::fstat(fd, &status) != 0) {
+    return Kind::unwritable;
+  }
+  if (S_ISFIFO(status.st_mode)) {
+    return Kind::pipe;
+  }
+  if (S_ISSOCK(status.st_mode)) {
+    return Kind::socket;
+  }
+  return ::isatty(fd) == 1 ? Kind::terminal : Kind::file;
+}
+
+std::ptrdiff_t OutputStream::writeSome(std::string_view bytes) const {
+  switch (kind_) {
+    case Kind::pipe: {
+      // Asked right before the write: standard output and error may be the same pipe.
+      const std::size_t room = pipeRoom(fd_);
+      return room == 0 ? -EAGAIN : ferncrest::writeSome(fd_, bytes.substr(0, room));
     }
-    bytes.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    case Kind::socket: {
+      const ssize_t count =
+          ::send(fd_, bytes.data(), std::min(bytes.size(), socketPiece), MSG_DONTWAIT);
+      return count >= 0 ? count : -errno;
+    }
+    case Kind::terminal:
+      if (own_.isOpen()) {
+        return ferncrest::writeSome(own_.get(), bytes);
+      }
+      return isWritable(fd_) ? ferncrest::writeSome(fd_, bytes.substr(0, terminalPiece)) : -EAGAIN;
+    case Kind::file:
+      return ferncrest::writeSome(fd_, bytes);
+    case Kind::unwritable:
+      return -EBADF;
   }
+  return -EBADF;
+}
+
+std::ptrdiff_t OutputStream::writeLine(std::string_view line) const {
+  if (kind_ == Kind::pipe && pipeRoom(fd_) < line.size()) {
+    return -EAGAIN;
+  }
+  return writeSome(line);
+}
+
+std::ptrdiff_t OutputStream::moveFrom(int pipe, std::size_t most) const {
+  return kind_ == Kind::pipe ? moveBytes(pipe, fd_, most) : -EINVAL;
+}
+
+std::size_t OutputStream::unread() const {
+  return kind_ == Kind::pipe || kind_ == Kind::socket ? unreadBytes(fd_) : 0;
 }
 
 }  // namespace ferncrest

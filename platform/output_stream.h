@@ -1,48 +1,43 @@
 #pragma once
 
-#include <chrono>
 #include <cstddef>
-#include <mutex>
 #include <string_view>
 
-#include "platform/failure.h"
+#include "platform/fd.h"
 
 namespace ferncrest {
 
-/// A standard output stream, borrowed from the host, on which one voice speaks at a time.
-/// May be used from any thread; must outlive every thread that writes to it.
+/// A standard output stream, borrowed from the host, that never makes the writer wait. The host's
+/// flags stay as they are. Counts are bytes; a failure is a negated errno value, -EAGAIN where the
+/// host has to read first. A stream that was not opened for writing fails with -EBADF.
 class OutputStream {
  public:
-  explicit OutputStream(int fd) : fd_(fd) {}
-  OutputStream(const OutputStream&) = delete;
-  OutputStream& operator=(const OutputStream&) = delete;
+  explicit OutputStream(int fd);
 
-  /// The right to speak: while a turn is held, nobody else writes. Whoever holds one may be waiting
-  /// for the host, so no lock that others need is held while taking one.
-  class Turn {
-   public:
-    explicit Turn(OutputStream& stream) : lock_(stream.mutex_), fd_(stream.fd_) {}
+  /// Writes the first bytes, as many as the stream takes now.
+  [[nodiscard]] std::ptrdiff_t writeSome(std::string_view bytes) const;
 
-    /// Writes every byte, waiting for the host as long as it takes, or fails.
-    [[nodiscard]] Outcome write(std::string_view bytes) const;
+  /// The same for a line that a pipe gets in one write or not at all.
+  [[nodiscard]] std::ptrdiff_t writeLine(std::string_view line) const;
 
-    /// Moves bytes from a pipe that has some, as moveBytes does; waits for the host.
-    [[nodiscard]] std::ptrdiff_t moveFrom(int pipe, std::size_t most) const;
+  /// Moves bytes from a pipe without a copy in this process. 0 means that the pipe has ended,
+  /// -EAGAIN that it is empty or that the stream is full, -EINVAL that bytes must be written.
+  [[nodiscard]] std::ptrdiff_t moveFrom(int pipe, std::size_t most) const;
 
-   private:
-    std::unique_lock<std::mutex> lock_;
-    int fd_;
-  };
+  /// Bytes that the host has not read yet; 0 where the system cannot tell.
+  [[nodiscard]] std::size_t unread() const;
 
-  /// Waits for the turn and writes every byte in it.
-  [[nodiscard]] Outcome write(std::string_view bytes) { return Turn(*this).write(bytes); }
-
-  /// Writes what the host takes within `patience`; the rest is lost.
-  void offer(std::string_view bytes, std::chrono::milliseconds patience);
+  /// To wait for room with poll. A long line may have to wait for more than that.
+  [[nodiscard]] int fd() const { return own_.isOpen() ? own_.get() : fd_; }
 
  private:
-  std::mutex mutex_;
+  enum class Kind { pipe, socket, terminal, file, unwritable };
+
+  static Kind kindOf(int fd);
+
   int fd_;
+  Kind kind_;
+  Fd own_;  // a terminal, opened again in non-blocking mode
 };
 
 }  // namespace ferncrest

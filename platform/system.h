@@ -26,23 +26,33 @@ void enlargePipe(int pipe);
 /// name. 0, or an errno value.
 int keepOnlyStandardStreams(posix_spawn_file_actions_t& actions, short& flags);
 
-/// What write(2) does: how many bytes, or -1 with errno set.
-std::ptrdiff_t writeBytes(int fd, const char* bytes, std::size_t size);
+/// Reads what is there without waiting, where the system can; elsewhere the caller has asked poll.
+/// How many bytes, 0 at the end, or a negated errno value.
+std::ptrdiff_t readNow(int fd, char* buffer, std::size_t size);
 
-/// Has the calling thread scheduled as one that works in batches: when there is something for it to
-/// do, whoever feeds it can finish a burst first. Makes no difference where a processor is free.
-void joinBatchClass();
+/// How many bytes a write to a pipe takes without waiting; 0 when it would wait. A write that would
+/// fail counts as one that takes bytes.
+std::size_t pipeRoom(int pipe);
 
-/// Waits until the child has ended, and leaves it to be reaped. A child that the system does not
-/// know any more has ended.
-void waitForExit(pid_t child);
+/// How many bytes the other side of a pipe or socket has not read yet; 0 where the system does not
+/// tell.
+std::size_t unreadBytes(int fd);
+
+/// Joins or leaves the class of processes that work in batches: when something wakes this process,
+/// the process that woke it is not interrupted.
+void setBatchClass(bool joined);
+
+/// A descriptor for poll that turns readable when the child has ended, owned by the caller; -1
+/// where the system gives none and the child must be asked for again and again.
+int openExitWatch(pid_t child);
 
 /// Gives memory that was freed back to the system.
 void releaseFreeMemory();
 
-/// Moves bytes from a pipe to a stream inside the system, without a copy in this process: how many,
-/// or a negated errno value, -EINVAL where the system or the stream cannot do this.
-std::ptrdiff_t moveBytes(int pipe, int stream, std::size_t most);
+/// Moves bytes from a pipe to another pipe inside the system, without a copy in this process and
+/// without waiting: how many, or a negated errno value, -EAGAIN when one pipe is empty or the other
+/// full, -EINVAL where the system cannot do this.
+std::ptrdiff_t moveBytes(int from, int to, std::size_t most);
 
 /// The path of this program's file; nothing when the system cannot tell.
 std::optional<std::string> ownExecutablePath();

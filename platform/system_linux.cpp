@@ -1,18 +1,32 @@
 #include <fcntl.h>
+#include <linux/sockios.h>
 #include <malloc.h>
 #include <sched.h>
+#include <sys/ioctl.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <climits>
 
+#include "platform/io.h"
 #include "platform/system.h"
 
 namespace ferncrest {
+
+namespace {
+
+bool isFile(int fd) {
+  struct stat status{};
+  return ::fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
+}
+
+}  // namespace
 
 void* resizePages(void* pages, std::size_t oldSize, std::size_t newSize) {
   return ::mremap(pages, oldSize, newSize, MREMAP_MAYMOVE);
@@ -35,33 +49,55 @@ int keepOnlyStandardStreams(posix_spawn_file_actions_t& actions, short& /*flags*
   return ::posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
 }
 
-std::ptrdiff_t writeBytes(int fd, const char* bytes, std::size_t size) {
-  // Not the library's: that prepares for thread cancellation on each call, which nobody uses here
-  // and which costs a twentieth of forwarding a line.
-  return ::syscall(SYS_write, fd, bytes, size);
+std::ptrdiff_t readNow(int fd, char* buffer, std::size_t size) {
+  const iovec block{.iov_base = buffer, .iov_len = size};
+  ssize_t count = ::preadv2(fd, &block, 1, -1, RWF_NOWAIT);
+  int errorNumber = errno;
+  // Refused for named pipes and terminals, and for a file whose bytes are on the disk alone.
+  if (count < 0 && errorNumber != EINTR && (errorNumber != EAGAIN || isFile(fd))) {
+    count = ::read(fd, buffer, size);
+    errorNumber = errno;
+  }
+  return count >= 0 ? count : -errorNumber;
 }
 
-void joinBatchClass() {
+std::size_t pipeRoom(int pipe) {
+  if (!isWritable(pipe)) {
+    return 0;
+  }
+  int unread = 0;
+  const bool isEmpty = ::ioctl(pipe, FIONREAD, &unread) == 0 && unread == 0;
+  const int capacity = isEmpty ? ::fcntl(pipe, F_GETPIPE_SZ) : -1;
+  // The free room of a pipe in use is in whole pages, of which poll promises one.
+  return static_cast<std::size_t>(std::max(capacity, PIPE_BUF));
+}
+
+std::size_t unreadBytes(int fd) {
+  int count = 0;
+  const bool isKnown = ::ioctl(fd, SIOCOUTQ, &count) == 0 || ::ioctl(fd, FIONREAD, &count) == 0;
+  return isKnown ? static_cast<std::size_t>(std::max(count, 0)) : 0;
+}
+
+void setBatchClass(bool joined) {
   const sched_param parameters{};
   // A host that chose another class than the usual one knows why; a refusal costs speed alone.
-  if (::sched_getscheduler(0) == SCHED_OTHER) {
-    ::sched_setscheduler(0, SCHED_BATCH, &parameters);
+  if (::sched_getscheduler(0) == (joined ? SCHED_OTHER : SCHED_BATCH)) {
+    ::sched_setscheduler(0, joined ? SCHED_BATCH : SCHED_OTHER, &parameters);
   }
 }
 
-void waitForExit(pid_t child) {
-  siginfo_t info{};
-  while (::waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOWAIT) != 0 &&
-         errno == EINTR) {
-  }
+int openExitWatch(pid_t child) {
+  // By number: the library's header for it cannot be used from C++ before glibc 2.37.
+  return static_cast<int>(::syscall(SYS_pidfd_open, child, 0));
 }
 
 void releaseFreeMemory() {
   ::malloc_trim(0);
 }
 
-std::ptrdiff_t moveBytes(int pipe, int stream, std::size_t most) {
-  const ssize_t count = ::splice(pipe, nullptr, stream, nullptr, most, SPLICE_F_MOVE);
+std::ptrdiff_t moveBytes(int from, int to, std::size_t most) {
+  const ssize_t count =
+      ::splice(from, nullptr, to, nullptr, most, SPLICE_F_MOVE | SPLICE_F_NONBLOCK);
   return count >= 0 ? count : -errno;
 }
 

@@ -2,16 +2,19 @@
 #include <mach-o/dyld.h>
 #include <mach/mach.h>
 #include <malloc/malloc.h>
+#include <sys/event.h>
 #include <sys/mman.h>
-#include <sys/wait.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <csignal>
+#include <climits>
 #include <cstdint>
 
+#include "platform/fd.h"
+#include "platform/io.h"
 #include "platform/system.h"
 
 namespace ferncrest {
@@ -56,30 +59,51 @@ int keepOnlyStandardStreams(posix_spawn_file_actions_t& /*actions*/, short& flag
   return 0;
 }
 
-std::ptrdiff_t writeBytes(int fd, const char* bytes, std::size_t size) {
-  return ::write(fd, bytes, size);
+std::ptrdiff_t readNow(int fd, char* buffer, std::size_t size) {
+  const ssize_t count = ::read(fd, buffer, std::min<std::size_t>(size, INT_MAX));
+  return count >= 0 ? count : -errno;
 }
 
-void joinBatchClass() {}  // there is none
-
-void waitForExit(pid_t child) {
-  for (;;) {
-    siginfo_t info{};
-    const int status = ::waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOWAIT);
-    if (status != 0 ? errno != EINTR : info.si_code != CLD_STOPPED) {
-      return;
-    }
-    if (status == 0) {
-      ::usleep(100'000);  // here a child that is merely stopped is told of, again and again
-    }
+std::size_t pipeRoom(int pipe) {
+  // Poll promises 512 bytes; a queue of events tells how much room there is.
+  const Fd queue(::kqueue());
+  struct kevent wanted{};
+  struct kevent found{};
+  EV_SET(&wanted, pipe, EVFILT_WRITE, EV_ADD, 0, 0, nullptr);
+  const timespec noTime{};
+  const int count = queue.isOpen() ? ::kevent(queue.get(), &wanted, 1, &found, 1, &noTime) : -1;
+  if (count < 0 || (found.flags & (EV_ERROR | EV_EOF)) != 0) {
+    return isWritable(pipe) ? PIPE_BUF : 0;
   }
+  return count == 0 ? 0 : static_cast<std::size_t>(std::max<std::intptr_t>(found.data, 0));
+}
+
+std::size_t unreadBytes(int fd) {
+  int count = 0;
+  socklen_t size = sizeof count;
+  // Nothing tells it of a pipe's write end.
+  const bool isKnown = ::getsockopt(fd, SOL_SOCKET, SO_NWRITE, &count, &size) == 0;
+  return isKnown ? static_cast<std::size_t>(std::max(count, 0)) : 0;
+}
+
+void setBatchClass(bool /*joined*/) {}  // there is none
+
+int openExitWatch(pid_t child) {
+  const int queue = ::kqueue();
+  struct kevent wanted{};
+  EV_SET(&wanted, child, EVFILT_PROC, EV_ADD, NOTE_EXIT, 0, nullptr);
+  if (queue >= 0 && ::kevent(queue, &wanted, 1, nullptr, 0, nullptr) != 0) {
+    ::close(queue);  // a child that has ended already cannot be watched, only asked for
+    return -1;
+  }
+  return queue;
 }
 
 void releaseFreeMemory() {
   ::malloc_zone_pressure_relief(nullptr, 0);
 }
 
-std::ptrdiff_t moveBytes(int /*pipe*/, int /*stream*/, std::size_t /*most*/) {
+std::ptrdiff_t moveBytes(int /*from*/, int /*to*/, std::size_t /*most*/) {
   return -EINVAL;
 }
 

@@ -1,17 +1,38 @@
 #include "service/output.h"
 
-#include <chrono>
+#include <poll.h>
 
+#include <cerrno>
+#include <chrono>
+#include <cstddef>
+
+#include "platform/io.h"
+#include "platform/output_stream.h"
+#include "platform/standard_streams.h"
 #include "protocol/coding.h"
 
 namespace ferncrest {
 
-Outcome emitEnvelope(OutputStream& events, const BridgeEnvelope& envelope) {
-  return events.write(encodeEnvelopeLine(envelope));
+Outcome emitEnvelope(const BridgeEnvelope& envelope) {
+  return writeAll(standardOutput, encodeEnvelopeLine(envelope));
 }
 
-void writeDiagnostic(OutputStream& diagnostics, std::string_view text) {
-  diagnostics.offer(text, std::chrono::seconds(1));
+void writeDiagnostic(std::string_view text) {
+  using Clock = std::chrono::steady_clock;
+  constexpr std::chrono::seconds patience{1};
+  constexpr int pauseMilliseconds = 10;
+  const OutputStream diagnostics(standardError);
+  const auto deadline = Clock::now() + patience;
+  while (!text.empty() && Clock::now() < deadline) {
+    const std::ptrdiff_t count = diagnostics.writeLine(text);
+    if (count >= 0) {
+      text.remove_prefix(static_cast<std::size_t>(count));
+    } else if (count == -EAGAIN) {
+      ::poll(nullptr, 0, pauseMilliseconds);
+    } else {
+      return;
+    }
+  }
 }
 
 }  // namespace ferncrest

@@ -3,22 +3,19 @@
 #include <string_view>
 
 #include "platform/failure.h"
-#include "platform/output_stream.h"
 #include "protocol/envelope.h"
+
+// The service's two output channels: events for the host, diagnostics for people.
 
 namespace ferncrest {
 
-/// The service's two output channels: events for the host, diagnostics for people.
-struct ServiceOutput {
-  OutputStream& events;
-  OutputStream& diagnostics;
-};
+/// Writes the envelope's whole line to standard output, waiting for the host as long as it takes,
+/// or returns why that failed.
+[[nodiscard]] Outcome emitEnvelope(const BridgeEnvelope& envelope);
 
-/// Writes the envelope's whole line at once, or returns why that failed. Any thread.
-[[nodiscard]] Outcome emitEnvelope(OutputStream& events, const BridgeEnvelope& envelope);
-
-/// Writes `text` unchanged, line feed and prefix included. A failure is swallowed, and a host that
-/// does not read its diagnostics holds up the service for a second at the most. Any thread.
-void writeDiagnostic(OutputStream& diagnostics, std::string_view text);
+/// Writes `text` unchanged to standard error, line feed and prefix included. A failure is
+/// swallowed. A host that does not read its diagnostics holds up the service for a second at the
+/// most, and loses the text as a whole.
+void writeDiagnostic(std::string_view text);
 
 }  // namespace ferncrest

@@ -59,10 +59,8 @@ Outcome answerLine(const StubBridge& stub, std::string_view text) {
 
 }  // namespace
 
-Outcome runStub(BridgeService& service, LineReader& input, OutputStream& output) {
-  const EnvelopeSink emit = [&output](const BridgeEnvelope& envelope) {
-    return emitEnvelope(output, envelope);
-  };
+Outcome runStub(BridgeService& service, const LineSource& nextLine) {
+  const EnvelopeSink emit = emitEnvelope;
   // The host must be able to read the platform's name, and to send it back.
   const std::string platform = repairedUtf8(service.platform);
   RandomBytes random;
@@ -76,7 +74,7 @@ Outcome runStub(BridgeService& service, LineReader& input, OutputStream& output)
   if (Outcome announced = announce(stub); !announced) {
     return announced;
   }
-  while (const auto line = input.next()) {
+  while (const auto line = nextLine()) {
     if (Outcome answered = answerLine(stub, line->text()); !answered) {
       if (Outcome told = emit(BridgeErrorEvent{std::move(answered.error().description)}); !told) {
         return told;

@@ -1,12 +1,13 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <poll.h>
-#include <pthread.h>
 #include <spawn.h>
+#include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/random.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/uio.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -117,24 +118,18 @@ ssize_t write(int fd, const void* buffer, std::size_t count) {
   return cannotTransfer(fd) ? -1 : next(fd, buffer, someOf(count));
 }
 
-// The service writes this way.
-long syscall(long number, ...) noexcept {
-  static const auto next = theSystems(&::syscall, "syscall");
-  std::va_list rest;
-  va_start(rest, number);
-  std::array<long, 6> values{};
-  for (long& value : values) {
-    value = va_arg(rest, long);
-  }
-  va_end(rest);
-  const int fd = static_cast<int>(values[0]);
-  if (number == SYS_write && cannotTransfer(fd)) {
+// What reads without waiting.
+ssize_t preadv2(int fd, const iovec* blocks, int count, off_t offset, int flags) {
+  static const auto next = theSystems(&::preadv2, "preadv2");
+  if (cannotTransfer(fd)) {
     return -1;
   }
-  if (number == SYS_write) {
-    return next(number, fd, values[1], someOf(static_cast<std::size_t>(values[2])));
+  if (happens(8)) {
+    errno = EOPNOTSUPP;
+    return -1;
   }
-  return next(number, values[0], values[1], values[2], values[3], values[4], values[5]);
+  const iovec block{.iov_base = blocks->iov_base, .iov_len = someOf(blocks->iov_len)};
+  return count == 1 ? next(fd, &block, 1, offset, flags) : next(fd, blocks, count, offset, flags);
 }
 
 ssize_t splice(int in, off64_t* inOffset, int out, off64_t* outOffset, std::size_t count,
@@ -162,11 +157,35 @@ int poll(pollfd* waiting, nfds_t count, int timeout) {
   return result;
 }
 
-int waitid(idtype_t kind, id_t id, siginfo_t* info, int options) {
-  static const auto next = theSystems(&::waitid, "waitid");
-  const int result = isInterrupted() ? -1 : next(kind, id, info, options);
+// A sandbox may refuse both of these.
+long syscall(long number, ...) noexcept {
+  static const auto next = theSystems(&::syscall, "syscall");
+  std::va_list rest;
+  va_start(rest, number);
+  std::array<long, 6> values{};
+  for (long& value : values) {
+    value = va_arg(rest, long);
+  }
+  va_end(rest);
   dawdle();
-  return result;
+  if (number == SYS_pidfd_open && happens(3)) {
+    errno = EPERM;
+    return -1;
+  }
+  return next(number, values[0], values[1], values[2], values[3], values[4], values[5]);
+}
+
+int ioctl(int fd, unsigned long request, ...) noexcept {
+  static const auto next = theSystems(&::ioctl, "ioctl");
+  std::va_list rest;
+  va_start(rest, request);
+  void* const value = va_arg(rest, void*);
+  va_end(rest);
+  if (happens(4)) {
+    errno = EPERM;
+    return -1;
+  }
+  return next(fd, request, value);
 }
 
 pid_t waitpid(pid_t pid, int* status, int options) {
@@ -184,21 +203,6 @@ int close(int fd) {
   static const auto next = theSystems(&::close, "close");
   dawdle();
   return next(fd);
-}
-
-int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
-  static const auto next = theSystems(&::pthread_mutex_lock, "pthread_mutex_lock");
-  dawdle();
-  return next(mutex);
-}
-
-int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*run)(void*),
-                   void* argument) noexcept {
-  static const auto next = theSystems(&::pthread_create, "pthread_create");
-  const int error =
-      fails("pthread_create", EAGAIN) ? EAGAIN : next(thread, attributes, run, argument);
-  dawdle();
-  return error;
 }
 
 int posix_spawn(pid_t* pid, const char* path, const posix_spawn_file_actions_t* actions,

@@ -8,7 +8,6 @@
 #include "examples/console/attachment.h"
 #include "examples/console/commands.h"
 #include "examples/console/event_line.h"
-#include "examples/console/line_buffer.h"
 #include "protocol/coding.h"
 
 // What the example console understands and shows.
@@ -93,18 +92,6 @@ TEST(ConsoleEvents, becomeReadableLines) {
   EXPECT_EQ(escaped("a\xC3\xA9", {.unicode = false}), "a\\u{E9}");
   EXPECT_EQ(otherLine("T", "log", "\x1B", {.colour = true}),
             "\x1B[2mT\x1B[0m  \x1B[2mlog\x1B[0m      \\u{1B}");
-}
-
-TEST(ConsoleLines, areCutFromPieces) {
-  LineBuffer lines;
-  lines.append("a");
-  EXPECT_EQ(lines.next(), std::nullopt);
-  lines.append("b\r\n\n \xFF\nrest");
-  EXPECT_EQ(lines.next(), "ab");
-  EXPECT_EQ(lines.next(), "\xEF\xBF\xBD");
-  EXPECT_EQ(lines.next(), std::nullopt);
-  lines.finish();
-  EXPECT_EQ(lines.next(), "rest");
 }
 
 }  // namespace

@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <functional>
 #include <string>
+#include <utility>
 
 #include "process.h"
 
@@ -52,6 +55,50 @@ inline std::string exitReport(int status) {
   return "{\"stateChanged\":{\"_0\":{\"state\":{\"error\":{\"message\":" + message + "}}}}}\n" +
          "{\"error\":{\"_0\":{\"message\":" + message + "}}}\n";
 }
+
+/// The service with this shell script as its backend.
+class DelegatedService {
+ public:
+  explicit DelegatedService(const std::string& script, Service::Launch launch = {})
+      : path_(directory_.file("back end", "#!/bin/sh\n" + script + "\n", 0700)),
+        service_(named(path_, std::move(launch))) {}
+
+  Service* operator->() { return &service_; }
+  [[nodiscard]] std::string path() const { return path_; }
+
+ private:
+  static Service::Launch named(const std::string& path, Service::Launch launch) {
+    launch.environment.emplace("FERNCREST_MANAGED_BRIDGE_BACKEND_PATH", path);
+    return launch;
+  }
+
+  TemporaryDirectory directory_;
+  std::string path_;
+  Service service_;
+};
+
+/// Whether a process with this number is there, be it a zombie.
+inline bool exists(pid_t pid) {
+  return ::kill(pid, 0) == 0;
+}
+
+/// A process that a script told the number of, ended with the test.
+class Guest {
+ public:
+  explicit Guest(const std::string& line) : pid_(std::stoi(line)) {}
+  Guest(const Guest&) = delete;
+  Guest& operator=(const Guest&) = delete;
+  ~Guest() { end(); }
+  [[nodiscard]] pid_t pid() const { return pid_; }
+  void end() {
+    if (pid_ > 0) {
+      ::kill(std::exchange(pid_, 0), SIGKILL);
+    }
+  }
+
+ private:
+  pid_t pid_;
+};
 
 /// Checks that the stub takes over from a backend at `path` that cannot be started.
 inline void expectTakeover(const std::string& path, const std::string& reason,

@@ -111,7 +111,7 @@ TEST(HostileEnvironment, fallsBackFromABackendThatCannotStart) {
   const Fd writer(::open(busy.c_str(), O_WRONLY | O_CLOEXEC));
   expectTakeover(busy, "Text file busy");
 
-  for (const rlim_t most : {rlim_t{4}, rlim_t{7}, rlim_t{10}}) {
+  for (const rlim_t most : {rlim_t{4}, rlim_t{7}, rlim_t{8}}) {
     if (isSanitized) {
       break;
     }

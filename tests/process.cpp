@@ -3,10 +3,14 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <csignal>
@@ -27,20 +31,53 @@ constexpr int deadlineMilliseconds = 60'000;
 
 const std::string launchToken = "0123456789abcdef0123456789abcdef";
 
-struct Pipe {
-  Pipe() {
-    std::array<int, 2> ends{};
-    if (::pipe(ends.data()) != 0) {
-      throw std::runtime_error("no pipe");
-    }
-    readEnd = Fd(::fcntl(ends[0], F_DUPFD_CLOEXEC, 3));
-    writeEnd = Fd(::fcntl(ends[1], F_DUPFD_CLOEXEC, 3));
-    ::close(ends[0]);
-    ::close(ends[1]);
-  }
-  Fd readEnd;
-  Fd writeEnd;
+// Both ends of one stream, out of the way of the standard ones.
+struct Ends {
+  Fd services;
+  Fd hosts;
 };
+
+Ends endsOf(int services, int hosts) {
+  Ends ends{Fd(::fcntl(services, F_DUPFD_CLOEXEC, 3)), Fd(::fcntl(hosts, F_DUPFD_CLOEXEC, 3))};
+  ::close(services);
+  ::close(hosts);
+  if (!ends.services.isOpen() || !ends.hosts.isOpen()) {
+    throw std::runtime_error("no stream");
+  }
+  return ends;
+}
+
+Ends terminal() {
+  const int host = ::posix_openpt(O_RDWR | O_NOCTTY);
+  if (::grantpt(host) != 0 || ::unlockpt(host) != 0) {
+    throw std::runtime_error("no terminal");
+  }
+  const int service = ::open(::ptsname(host), O_RDWR | O_NOCTTY);
+  termios mode{};
+  ::tcgetattr(service, &mode);
+  ::cfmakeraw(&mode);
+  ::tcsetattr(service, TCSANOW, &mode);
+  return endsOf(service, host);
+}
+
+Ends stream(StreamKind kind, bool isInput) {
+  std::array<int, 2> fds{-1, -1};
+  if (kind == StreamKind::terminal && !isInput) {
+    return terminal();
+  }
+  if (kind == StreamKind::socket) {
+    static_cast<void>(::socketpair(AF_UNIX, SOCK_STREAM, 0, fds.data()));
+    return endsOf(fds[0], fds[1]);
+  }
+  if (::pipe(fds.data()) != 0) {
+    throw std::runtime_error("no pipe");
+  }
+  Ends ends = isInput ? endsOf(fds[0], fds[1]) : endsOf(fds[1], fds[0]);
+  if (kind == StreamKind::nonBlockingPipe) {
+    ::fcntl(ends.services.get(), F_SETFL, O_NONBLOCK);
+  }
+  return ends;
+}
 
 [[noreturn]] void execute(const std::vector<std::string>& arguments,
                           const Environment& environment) {
@@ -96,16 +133,16 @@ Service::Service(const Launch& launch) {
     environment.emplace("FERNCREST_HELPER_LAUNCH_TOKEN_FILE",
                         directory_.file("token", launchToken + "\n"));
   }
-  Pipe in;
-  Pipe out;
-  Pipe err;
+  Ends in = stream(launch.streams, true);
+  Ends out = stream(launch.streams, false);
+  Ends err = stream(launch.streams, false);
   ::signal(SIGPIPE, SIG_IGN);
   pid_ = ::fork();
   if (pid_ == 0) {
     ::signal(SIGPIPE, SIG_DFL);
-    ::dup2(in.readEnd.get(), 0);
-    ::dup2(out.writeEnd.get(), 1);
-    ::dup2(err.writeEnd.get(), 2);
+    ::dup2(in.services.get(), 0);
+    ::dup2(out.services.get(), 1);
+    ::dup2(err.services.get(), 2);
     for (int leaked = 3; leaked < 256; ++leaked) {
       ::close(leaked);  // of whoever runs the tests; what is to be open is opened by the test
     }
@@ -114,9 +151,12 @@ Service::Service(const Launch& launch) {
     }
     execute(arguments, environment);
   }
-  input_ = std::move(in.writeEnd);
-  output_.fd = std::move(out.readEnd);
-  errors_.fd = std::move(err.readEnd);
+  input_ = std::move(in.hosts);
+  if (launch.keepsStreams) {
+    kept_ = {std::move(in.services), std::move(out.services), std::move(err.services)};
+  }
+  output_.fd = std::move(out.hosts);
+  errors_.fd = std::move(err.hosts);
 }
 
 Service::~Service() {
@@ -124,6 +164,18 @@ Service::~Service() {
     ::kill(pid_, SIGKILL);
     ::waitpid(pid_, nullptr, 0);
   }
+}
+
+int Service::unreadInput() const {
+  return bytesIn(kept_[0].get());
+}
+
+std::array<bool, 3> Service::areNonBlocking() const {
+  std::array<bool, 3> modes{};
+  std::ranges::transform(kept_, modes.begin(), [](const Fd& fd) {
+    return (::fcntl(fd.get(), F_GETFL) & O_NONBLOCK) != 0;
+  });
+  return modes;
 }
 
 void Service::write(std::string_view bytes) const {
@@ -170,10 +222,10 @@ std::string Service::readRest(Stream& stream) {
   return stream.take(std::string::npos);
 }
 
-std::string Service::readBytes(std::size_t count) {
-  while (output_.ahead.size() < count && output_.readMore()) {
+std::string Service::readBytes(Stream& stream, std::size_t count) {
+  while (stream.ahead.size() < count && stream.readMore()) {
   }
-  return output_.take(count);
+  return stream.take(count);
 }
 
 int Service::wait() {
@@ -188,6 +240,12 @@ int Service::wait() {
 int Service::finish() {
   closeInput();
   return wait();
+}
+
+int bytesIn(int readEnd) {
+  int count = -1;
+  ::ioctl(readEnd, FIONREAD, &count);
+  return count;
 }
 
 bool eventually(const std::function<bool()>& holds) {

@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <array>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -29,13 +30,20 @@ class TemporaryDirectory {
   std::string directory_;
 };
 
+/// What a host may give the service for streams. A terminal is in raw mode, and input is a pipe
+/// then.
+enum class StreamKind { pipe, nonBlockingPipe, socket, terminal };
+
 /// The service as a host runs it, with its three streams. Every wait has a deadline that ends the
 /// test; a service that still runs at the end is killed.
 class Service {
  public:
   struct Launch {
     std::vector<std::string> arguments = {};
-    Environment environment = {};        ///< besides the launch token
+    Environment environment = {};  ///< besides the launch token
+    StreamKind streams = StreamKind::pipe;
+    bool keepsStreams =
+        false;  ///< the service's ends too, so that none of them ever breaks or ends
     std::function<void()> inChild = {};  ///< odd conditions to set before the program starts
     bool authorized = true;
     std::string executable = SERVICE_PATH;
@@ -60,14 +68,18 @@ class Service {
   std::string readRest() { return readRest(output_); }
   std::string readErrors() { return readRest(errors_); }
   /// Exactly this many bytes of standard output.
-  std::string readBytes(std::size_t count);
+  std::string readBytes(std::size_t count) { return readBytes(output_, count); }
+  std::string readErrorBytes(std::size_t count) { return readBytes(errors_, count); }
 
   /// Waits for the end: the exit status, or the negated number of the signal that ended it.
   int wait();
   /// Closes the input and waits.
   int finish();
 
-  [[nodiscard]] int inputFd() const { return input_.get(); }
+  /// Where they are kept, bytes of the input that the service has not read yet.
+  [[nodiscard]] int unreadInput() const;
+  /// Where they are kept, whether the service's ends are in non-blocking mode.
+  [[nodiscard]] std::array<bool, 3> areNonBlocking() const;
   [[nodiscard]] int outputFd() const { return output_.fd.get(); }
   [[nodiscard]] int errorsFd() const { return errors_.fd.get(); }
 
@@ -83,13 +95,18 @@ class Service {
 
   static std::string readLine(Stream& stream);
   static std::string readRest(Stream& stream);
+  static std::string readBytes(Stream& stream, std::size_t count);
 
   TemporaryDirectory directory_;
   Fd input_;
+  std::array<Fd, 3> kept_;
   Stream output_;
   Stream errors_;
   pid_t pid_ = -1;
 };
+
+/// Bytes that wait in a pipe or socket, asked at its read end.
+int bytesIn(int readEnd);
 
 /// Waits until `holds` is true, looking again and again; false when the deadline passes first.
 bool eventually(const std::function<bool()>& holds);

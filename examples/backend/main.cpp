@@ -14,7 +14,7 @@
 #include "platform/io.h"
 #include "platform/standard_streams.h"
 #include "protocol/coding.h"
-#include "protocol/line_reader.h"
+#include "protocol/line_buffer.h"
 #include "text/canonical.h"
 #include "text/utf8.h"
 
@@ -128,18 +128,24 @@ Outcome answerLine(Backend& backend, std::string_view text) {
       *envelope);
 }
 
+Outcome answerLines(Backend& backend, LineBuffer& requests) {
+  while (const auto line = requests.next()) {
+    if (Outcome answered = answerLine(backend, line->text()); !answered) {
+      return answered;
+    }
+  }
+  return {};
+}
+
 Outcome serve(Backend& backend) {
   Outcome outcome = emit(BridgeHello{backend.platform, "example-backend-1"});
   if (outcome) {
     outcome = report(DisconnectedState{});
   }
-  LineReader requests(standardInput);
-  while (outcome) {
-    const auto line = requests.next();
-    if (!line) {
-      break;
-    }
-    outcome = answerLine(backend, line->text());
+  LineBuffer requests;
+  while (outcome && !requests.hasEnded()) {
+    requests.add(readSome(standardInput, requests.room()).value_or(0));
+    outcome = answerLines(backend, requests);
   }
   return outcome;
 }

@@ -50,14 +50,8 @@ std::string timeOfDay() {
 
 // Takes over what is there; false at the end of the stream.
 bool readInto(LineBuffer& lines, int fd) {
-  std::array<char, std::size_t{16} << 10U> block{};
-  const auto count = readSome(fd, block);
-  if (count && *count > 0) {
-    lines.append({block.data(), *count});
-    return true;
-  }
-  lines.finish();
-  return false;
+  lines.add(readSome(fd, lines.room()).value_or(0));
+  return !lines.hasEnded();
 }
 
 }  // namespace
@@ -136,7 +130,7 @@ void Console::readCommands() {
   const bool more = editor_ ? editor_->readKey(commands_) : readInto(commands_, standardInput);
   while (const auto line = commands_.next()) {
     if (!end_.wasAsked) {
-      carryOut(*line);
+      carryOut(std::string(line->text()));
     }
   }
   if (!more) {
@@ -204,9 +198,9 @@ void Console::readEvents() {
     service_.events.reset();
   }
   while (const auto line = events_.next()) {
-    const auto envelope = decodeEnvelope(*line);
+    const auto envelope = decodeEnvelope(line->text());
     show((envelope ? eventLine(timeOfDay(), *envelope, style_)
-                   : otherLine(timeOfDay(), "unknown", *line, style_)) +
+                   : otherLine(timeOfDay(), "unknown", line->text(), style_)) +
          "\n");
   }
 }
@@ -216,7 +210,7 @@ void Console::readDiagnostics() {
     service_.diagnostics.reset();
   }
   while (const auto line = diagnostics_.next()) {
-    show(otherLine(timeOfDay(), "log", *line, style_) + "\n");
+    show(otherLine(timeOfDay(), "log", line->text(), style_) + "\n");
   }
 }
 

@@ -7,10 +7,10 @@
 
 #include "examples/console/commands.h"
 #include "examples/console/event_line.h"
-#include "examples/console/line_buffer.h"
 #include "examples/console/line_editor.h"
 #include "examples/console/service_process.h"
 #include "platform/failure.h"
+#include "protocol/line_buffer.h"
 
 namespace ferncrest {
 

@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-#include "examples/console/line_buffer.h"
+#include "protocol/line_buffer.h"
 
 struct editline;
 struct history;

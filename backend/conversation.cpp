@@ -1,0 +1,166 @@
+#include "backend/conversation.h"
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <utility>
+
+#include "platform/io.h"
+#include "platform/standard_streams.h"
+#include "platform/system.h"
+
+namespace ferncrest {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+constexpr pollfd nothing{.fd = -1, .events = 0, .revents = 0};
+
+// A host that takes nothing for so long at the end is given up.
+constexpr milliseconds hostPatience{1000};
+
+// How often is looked for what poll cannot tell.
+constexpr milliseconds lookInterval{50};
+
+// More of a burst than this and events would wait noticeably long for their turn; half of it costs
+// the gain of forwarding bursts.
+constexpr std::size_t linesInBurst = 64;
+constexpr std::size_t bytesInBurst = std::size_t{64} << 10U;
+
+void stepIfReady(Relay& relay, const pollfd& awaited) {
+  if (awaited.revents != 0 || relay.isHeldBack()) {
+    relay.step();
+  }
+}
+
+milliseconds timeUntil(Clock::time_point deadline) {
+  return std::max(std::chrono::ceil<milliseconds>(deadline - Clock::now()), milliseconds(0));
+}
+
+}  // namespace
+
+Conversation::Conversation(LineBuffer& input)
+    : input_(input), output_(standardOutput), errors_(standardError) {
+  // Poll would wait for ever for a stream that cannot be read.
+  if ((::fcntl(standardInput, F_GETFL) & O_ACCMODE) == O_WRONLY) {
+    input_.add(0);
+  }
+}
+
+void Conversation::relay(Fd output, Fd errors) {
+  output_.begin(std::move(output));
+  errors_.begin(std::move(errors));
+}
+
+void Conversation::limitRelays() {
+  output_.limit();
+  errors_.limit();
+}
+
+const ChildProcess& Conversation::watch(ChildProcess child, EndHandler onEnd) {
+  onEnd_ = std::move(onEnd);
+  return child_.emplace(std::move(child));
+}
+
+std::optional<MessageLine> Conversation::nextLine() {
+  for (;;) {
+    if (const auto line = input_.next()) {
+      bytesSinceWait_ += line->terminated.size();
+      if (++linesSinceWait_ >= linesInBurst || bytesSinceWait_ >= bytesInBurst) {
+        look();
+      }
+      return line;
+    }
+    if (input_.hasEnded()) {
+      return std::nullopt;
+    }
+    readInput();
+  }
+}
+
+// The only poll of a conversation with a backend.
+bool Conversation::wait(pollfd wanted, milliseconds timeout) {
+  linesSinceWait_ = bytesSinceWait_ = 0;
+  const int exitFd = child_ ? child_->exitFd() : -1;
+  std::array<pollfd, 4> waiting{
+      wanted, {.fd = exitFd, .events = POLLIN, .revents = 0}, output_.need(), errors_.need()};
+  if (looksByTime()) {
+    timeout = timeout < milliseconds(0) ? lookInterval : std::min(timeout, lookInterval);
+  }
+  if (::poll(waiting.data(), waiting.size(), static_cast<int>(timeout.count())) < 0) {
+    return false;
+  }
+  if (child_ && (waiting[1].revents != 0 || exitFd < 0)) {
+    noticeEnd();
+  }
+  stepIfReady(output_, waiting[2]);
+  stepIfReady(errors_, waiting[3]);
+  return waiting[0].revents != 0;
+}
+
+void Conversation::look() {
+  wait(nothing, milliseconds(0));
+}
+
+void Conversation::waitForEnd(milliseconds timeout) {
+  const auto deadline = Clock::now() + timeout;
+  while (child_ && Clock::now() < deadline) {
+    wait(nothing, timeUntil(deadline));
+  }
+}
+
+void Conversation::finishOutput() {
+  while (!output_.isDone()) {
+    wait(nothing, forever);
+  }
+}
+
+void Conversation::finish() {
+  std::size_t before = outstanding();
+  auto deadline = Clock::now() + hostPatience;
+  while ((!output_.isDone() || !errors_.isDone()) && Clock::now() < deadline) {
+    wait(nothing, std::min(timeUntil(deadline), lookInterval));
+    const std::size_t now = outstanding();
+    if (now < before) {
+      deadline = Clock::now() + hostPatience;
+    }
+    before = now;
+  }
+}
+
+void Conversation::readInput() {
+  if (input_.holdsSpareMemory() && !isReadable(standardInput)) {
+    input_.releaseSpareMemory();
+  }
+  if (!wait({.fd = standardInput, .events = POLLIN, .revents = 0}, forever)) {
+    return;
+  }
+  const auto room = input_.room();
+  const std::ptrdiff_t count = readNow(standardInput, room.data(), room.size());
+  if (count != -EAGAIN && count != -EINTR) {
+    input_.add(static_cast<std::size_t>(std::max<std::ptrdiff_t>(count, 0)));
+  }
+}
+
+void Conversation::noticeEnd() {
+  if (const auto terminationStatus = child_->reapIfEnded()) {
+    child_.reset();
+    if (onEnd_) {
+      onEnd_(*terminationStatus);
+    }
+  }
+}
+
+bool Conversation::looksByTime() const {
+  return (child_ && child_->exitFd() < 0) || output_.isHeldBack() || errors_.isHeldBack();
+}
+
+std::size_t Conversation::outstanding() const {
+  return output_.outstanding() + errors_.outstanding();
+}
+
+}  // namespace ferncrest

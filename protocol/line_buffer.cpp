@@ -1,0 +1,93 @@
+#include "protocol/line_buffer.h"
+
+#include <cstring>
+
+#include "platform/system.h"
+#include "text/trimmed.h"
+#include "text/utf8.h"
+
+namespace ferncrest {
+
+std::span<char> LineBuffer::room() {
+  // Moves no more bytes than were given out since the last move, so the cost stays linear.
+  if (end_ - begin_ <= begin_) {
+    moveToFront();
+  }
+  if (end_ + 1 == buffer_.capacity()) {
+    buffer_.resize(2 * buffer_.capacity());
+  }
+  // One byte stays free for the line feed of a last line that has none.
+  return {buffer_.data() + end_, buffer_.capacity() - 1 - end_};
+}
+
+void LineBuffer::add(std::size_t count) {
+  end_ += count;
+  ended_ = count == 0;
+}
+
+void LineBuffer::append(std::string_view bytes) {
+  while (!bytes.empty()) {
+    const auto to = room();
+    const std::size_t count = bytes.copy(to.data(), to.size());
+    add(count);
+    bytes.remove_prefix(count);
+  }
+}
+
+std::optional<MessageLine> LineBuffer::next() {
+  std::string().swap(repaired_);  // an assignment would keep its memory
+  while (const auto line = nextRawLine()) {
+    if (const std::string_view text = trimmed(*line); !text.empty()) {
+      return terminate(text);
+    }
+  }
+  return std::nullopt;
+}
+
+bool LineBuffer::holdsSpareMemory() const {
+  return buffer_.capacity() > usualCapacity && end_ - begin_ < usualCapacity / 2;
+}
+
+void LineBuffer::releaseSpareMemory() {
+  if (holdsSpareMemory()) {
+    moveToFront();
+    buffer_.resize(usualCapacity);
+    releaseFreeMemory();
+  }
+}
+
+std::optional<std::string_view> LineBuffer::nextRawLine() {
+  const std::string_view unsearched(buffer_.data() + searched_, end_ - searched_);
+  const std::size_t lineFeed = unsearched.find('\n');
+  if (lineFeed == std::string_view::npos && (!ended_ || begin_ == end_)) {
+    searched_ = end_;
+    return std::nullopt;
+  }
+  const bool isWhole = lineFeed != std::string_view::npos;
+  const std::size_t lineEnd = isWhole ? searched_ + lineFeed : end_;
+  const std::string_view line(buffer_.data() + begin_, lineEnd - begin_);
+  begin_ = searched_ = isWhole ? lineEnd + 1 : end_;
+  return line;
+}
+
+// The line feed takes the place of a byte behind the text that was white space, or of the byte that
+// room() keeps free behind the input.
+MessageLine LineBuffer::terminate(std::string_view text) {
+  if (!isValidUtf8(text)) {
+    repaired_ = repairedUtf8(text);
+    repaired_ += '\n';
+    return {repaired_};
+  }
+  char* const begin = buffer_.data() + (text.data() - buffer_.data());
+  begin[text.size()] = '\n';
+  return {{begin, text.size() + 1}};
+}
+
+void LineBuffer::moveToFront() {
+  std::memmove(buffer_.data(), buffer_.data() + begin_, end_ - begin_);
+  searched_ -= begin_;
+  end_ -= begin_;
+  begin_ = 0;
+}
+
+}  // namespace ferncrest
