@@ -108,7 +108,7 @@ void ManagedBridgeBackendProxy::handleTermination(int terminationStatus) {
   }
   const std::string message = "Managed bridge backend exited unexpectedly with status " +
                               std::to_string(terminationStatus) + ".";
-  host_.appendEvents(encodeEnvelopeLine(BridgeStateChangedEvent{ErrorState{message}}) +
+  host_.appendEvents(encodeEnvelopeLine(BridgeStateChangedEvent{BridgeErrorState{message}}) +
                      encodeEnvelopeLine(BridgeErrorEvent{message}));
 }
 

@@ -41,30 +41,30 @@ consteval auto writtenOrder() {
 }
 
 template <>
-struct Schema<ConversationScope> {
-  static constexpr std::string_view name = "BridgeScope.conversation";
-  static constexpr std::tuple fields{Field{"id", &ConversationScope::id},
-                                     Field{"title", &ConversationScope::title}};
+struct Schema<BridgeConversationScope> {
+  static constexpr std::string_view name = "BridgeConversationScope";
+  static constexpr std::tuple fields{Field{"id", &BridgeConversationScope::id},
+                                     Field{"title", &BridgeConversationScope::title}};
 };
 
 template <>
-struct Schema<ChannelScope> {
-  static constexpr std::string_view name = "BridgeScope.channel";
-  static constexpr std::tuple fields{Field{"id", &ChannelScope::id},
-                                     Field{"title", &ChannelScope::title}};
+struct Schema<BridgeChannelScope> {
+  static constexpr std::string_view name = "BridgeChannelScope";
+  static constexpr std::tuple fields{Field{"id", &BridgeChannelScope::id},
+                                     Field{"title", &BridgeChannelScope::title}};
 };
 
 template <>
-struct Schema<ThreadScope> {
-  static constexpr std::string_view name = "BridgeScope.thread";
-  static constexpr std::tuple fields{Field{"id", &ThreadScope::id},
-                                     Field{"title", &ThreadScope::title}};
+struct Schema<BridgeThreadScope> {
+  static constexpr std::string_view name = "BridgeThreadScope";
+  static constexpr std::tuple fields{Field{"id", &BridgeThreadScope::id},
+                                     Field{"title", &BridgeThreadScope::title}};
 };
 
 template <>
-struct Schema<TestOnlyScope> {
-  static constexpr std::string_view name = "BridgeScope.testOnly";
-  static constexpr std::tuple fields{Field{"title", &TestOnlyScope::title}};
+struct Schema<BridgeTestOnlyScope> {
+  static constexpr std::string_view name = "BridgeTestOnlyScope";
+  static constexpr std::tuple fields{Field{"title", &BridgeTestOnlyScope::title}};
 };
 
 template <>
@@ -75,28 +75,28 @@ struct Schema<BridgeScope> {
 };
 
 template <>
-struct Schema<DisconnectedState> {
-  static constexpr std::string_view name = "BridgeConnectionState.disconnected";
+struct Schema<BridgeDisconnectedState> {
+  static constexpr std::string_view name = "BridgeDisconnectedState";
   static constexpr std::tuple<> fields{};
 };
 
 template <>
-struct Schema<ConnectingState> {
-  static constexpr std::string_view name = "BridgeConnectionState.connecting";
+struct Schema<BridgeConnectingState> {
+  static constexpr std::string_view name = "BridgeConnectingState";
   static constexpr std::tuple<> fields{};
 };
 
 template <>
-struct Schema<ConnectedState> {
-  static constexpr std::string_view name = "BridgeConnectionState.connected";
+struct Schema<BridgeConnectedState> {
+  static constexpr std::string_view name = "BridgeConnectedState";
   static constexpr std::tuple fields{
-      Field{"accountDisplayName", &ConnectedState::accountDisplayName}};
+      Field{"accountDisplayName", &BridgeConnectedState::accountDisplayName}};
 };
 
 template <>
-struct Schema<ErrorState> {
-  static constexpr std::string_view name = "BridgeConnectionState.error";
-  static constexpr std::tuple fields{Field{"message", &ErrorState::message}};
+struct Schema<BridgeErrorState> {
+  static constexpr std::string_view name = "BridgeErrorState";
+  static constexpr std::tuple fields{Field{"message", &BridgeErrorState::message}};
 };
 
 template <>

@@ -9,54 +9,55 @@
 
 namespace ferncrest {
 
-struct ConversationScope {
+struct BridgeConversationScope {
   std::string id;
   std::string title;
-  bool operator==(const ConversationScope&) const = default;
+  bool operator==(const BridgeConversationScope&) const = default;
 };
 
-struct ChannelScope {
+struct BridgeChannelScope {
   std::string id;
   std::string title;
-  bool operator==(const ChannelScope&) const = default;
+  bool operator==(const BridgeChannelScope&) const = default;
 };
 
-struct ThreadScope {
+struct BridgeThreadScope {
   std::string id;
   std::optional<std::string> title;
-  bool operator==(const ThreadScope&) const = default;
+  bool operator==(const BridgeThreadScope&) const = default;
 };
 
 /// A scope for trying out a host, named by its title alone.
-struct TestOnlyScope {
+struct BridgeTestOnlyScope {
   std::string title;
-  bool operator==(const TestOnlyScope&) const = default;
+  bool operator==(const BridgeTestOnlyScope&) const = default;
 };
 
 /// What to listen to.
-using BridgeScope = std::variant<ConversationScope, ChannelScope, ThreadScope, TestOnlyScope>;
+using BridgeScope = std::variant<BridgeConversationScope, BridgeChannelScope, BridgeThreadScope,
+                                 BridgeTestOnlyScope>;
 
-struct DisconnectedState {
-  bool operator==(const DisconnectedState&) const = default;
+struct BridgeDisconnectedState {
+  bool operator==(const BridgeDisconnectedState&) const = default;
 };
 
-struct ConnectingState {
-  bool operator==(const ConnectingState&) const = default;
+struct BridgeConnectingState {
+  bool operator==(const BridgeConnectingState&) const = default;
 };
 
-struct ConnectedState {
+struct BridgeConnectedState {
   std::optional<std::string> accountDisplayName;
-  bool operator==(const ConnectedState&) const = default;
+  bool operator==(const BridgeConnectedState&) const = default;
 };
 
-struct ErrorState {
+struct BridgeErrorState {
   std::string message;
-  bool operator==(const ErrorState&) const = default;
+  bool operator==(const BridgeErrorState&) const = default;
 };
 
 /// The state of the connection to the messaging platform.
-using BridgeConnectionState =
-    std::variant<DisconnectedState, ConnectingState, ConnectedState, ErrorState>;
+using BridgeConnectionState = std::variant<BridgeDisconnectedState, BridgeConnectingState,
+                                           BridgeConnectedState, BridgeErrorState>;
 
 /// A file that goes with a message. The service interprets none of its fields.
 struct BridgeAttachment {

@@ -15,7 +15,7 @@ struct BridgeService {
   /// The process environment, from which backend settings are taken.
   Environment environment;
   std::string bridgeVersion = "managed-process-3";
-  BridgeConnectionState connectionState = DisconnectedState{};
+  BridgeConnectionState connectionState = BridgeDisconnectedState{};
   std::string accountDisplayName = "Ferncrest Managed Bridge (stub)";
   /// Why delegation to a backend failed, as text for the host; none when it has not.
   std::optional<std::string> fallbackReason = std::nullopt;

@@ -34,19 +34,19 @@ Outcome reportScopeUnavailable(const StubBridge& stub, std::string title) {
   return stub.emit(BridgeErrorEvent{std::move(title)});
 }
 
-Outcome listenTo(const StubBridge& stub, TestOnlyScope& scope) {
+Outcome listenTo(const StubBridge& stub, BridgeTestOnlyScope& scope) {
   return emitMessage(stub, makeSelfTestMessage(stub.random, std::move(scope.title)));
 }
 
-Outcome listenTo(const StubBridge& stub, ThreadScope& scope) {
+Outcome listenTo(const StubBridge& stub, BridgeThreadScope& scope) {
   return reportScopeUnavailable(stub, std::move(scope.title).value_or("Thread"));
 }
 
-Outcome listenTo(const StubBridge& stub, ConversationScope& scope) {
+Outcome listenTo(const StubBridge& stub, BridgeConversationScope& scope) {
   return reportScopeUnavailable(stub, std::move(scope.title));
 }
 
-Outcome listenTo(const StubBridge& stub, ChannelScope& scope) {
+Outcome listenTo(const StubBridge& stub, BridgeChannelScope& scope) {
   return reportScopeUnavailable(stub, std::move(scope.title));
 }
 
@@ -59,16 +59,16 @@ Outcome announce(const StubBridge& stub) {
 }
 
 Outcome handleConnect(const StubBridge& stub) {
-  stub.connectionState = ConnectingState{};
+  stub.connectionState = BridgeConnectingState{};
   if (const Outcome reported = reportState(stub); !reported) {
     return reported;
   }
-  stub.connectionState = ConnectedState{std::string(stub.accountDisplayName)};
+  stub.connectionState = BridgeConnectedState{std::string(stub.accountDisplayName)};
   return reportState(stub);
 }
 
 Outcome handleDisconnect(const StubBridge& stub) {
-  stub.connectionState = DisconnectedState{};
+  stub.connectionState = BridgeDisconnectedState{};
   return reportState(stub);
 }
 

@@ -78,14 +78,14 @@ TEST(Decode, readsScopesAndStates) {
   expectOutcomes(R"({"stateChanged":{"_0":{"state":)", R"~(
       {"connected":{"accountDisplayName":null}} => {"stateChanged":{"_0":{"state":{"connected":{}}}}}
       {"disconnected":{"message":7},"x":0} => {"stateChanged":{"_0":{"state":{"disconnected":{}}}}}
-      {"connecting":"now"} => mismatch BridgeConnectionState.connecting/stateChanged/_0/state/connecting
-      {"error":{}} => missing BridgeConnectionState.error/stateChanged/_0/state/error "message"
+      {"connecting":"now"} => mismatch BridgeConnectingState/stateChanged/_0/state/connecting
+      {"error":{}} => missing BridgeErrorState/stateChanged/_0/state/error "message"
       {} => mismatch BridgeConnectionState/stateChanged/_0/state: Invalid number of keys found, expected one.
       {"connecting":{},"error":7} => mismatch BridgeConnectionState/stateChanged/_0/state: Invalid number of keys found, expected one.)~",
                  "}}}");
   expectOutcomes(R"({"startListening":{"_0":{"scope":)", R"~(
       {"thread":{"title":null,"id":"i"}} => {"startListening":{"_0":{"platform":"p","scope":{"thread":{"id":"i"}}}}}
-      {"thread":{"title":7}} => missing BridgeScope.thread/startListening/_0/scope/thread "id"
+      {"thread":{"title":7}} => missing BridgeThreadScope/startListening/_0/scope/thread "id"
       {"thread":{"title":7,"id":"i"}} => mismatch String/startListening/_0/scope/thread/title
       {"Thread":{"id":"i"}} => mismatch BridgeScope/startListening/_0/scope: Invalid number of keys found, expected one.
       null,"platform":7 => mismatch String/startListening/_0/platform)~",

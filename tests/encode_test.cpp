@@ -43,11 +43,11 @@ TEST(Encode, writesTheExactBytesAndReadsThemBack) {
       {BridgeDisconnectRequest{"p"}, R"({"disconnect":{"_0":{"platform":"p"}}})"},
       {BridgeStopListeningRequest{""}, R"({"stopListening":{"_0":{"platform":""}}})"},
       {BridgeErrorEvent{"e"}, R"({"error":{"_0":{"message":"e"}}})"},
-      listening(ConversationScope{"i", "t"}, R"({"conversation":{"id":"i","title":"t"}})"),
-      listening(ChannelScope{"i", "t"}, R"({"channel":{"id":"i","title":"t"}})"),
-      listening(ThreadScope{"i", ""}, R"({"thread":{"id":"i","title":""}})"),
-      listening(ThreadScope{"i", {}}, R"({"thread":{"id":"i"}})"),
-      listening(TestOnlyScope{"t"}, R"({"testOnly":{"title":"t"}})"),
+      listening(BridgeConversationScope{"i", "t"}, R"({"conversation":{"id":"i","title":"t"}})"),
+      listening(BridgeChannelScope{"i", "t"}, R"({"channel":{"id":"i","title":"t"}})"),
+      listening(BridgeThreadScope{"i", ""}, R"({"thread":{"id":"i","title":""}})"),
+      listening(BridgeThreadScope{"i", {}}, R"({"thread":{"id":"i"}})"),
+      listening(BridgeTestOnlyScope{"t"}, R"({"testOnly":{"title":"t"}})"),
       sending({"c", "t", {}, {}}, R"("conversationId":"c","text":"t")"),
       sending({"c", "t", "r", {{}}},
               R"("attachments":[],"conversationId":"c","replyToMessageId":"r","text":"t")"),
@@ -59,11 +59,11 @@ TEST(Encode, writesTheExactBytesAndReadsThemBack) {
                R"("isDirectMessage":false,"messageId":"m",)"),
       received({"m", "c", "ct", "s", "sn", "t", "ts", true, "r"},
                R"("isDirectMessage":true,"messageId":"m","rawReference":"r",)"),
-      changed(DisconnectedState{}, R"({"disconnected":{}})"),
-      changed(ConnectingState{}, R"({"connecting":{}})"),
-      changed(ConnectedState{}, R"({"connected":{}})"),
-      changed(ConnectedState{"a"}, R"({"connected":{"accountDisplayName":"a"}})"),
-      changed(ErrorState{"e"}, R"({"error":{"message":"e"}})")};
+      changed(BridgeDisconnectedState{}, R"({"disconnected":{}})"),
+      changed(BridgeConnectingState{}, R"({"connecting":{}})"),
+      changed(BridgeConnectedState{}, R"({"connected":{}})"),
+      changed(BridgeConnectedState{"a"}, R"({"connected":{"accountDisplayName":"a"}})"),
+      changed(BridgeErrorState{"e"}, R"({"error":{"message":"e"}})")};
   for (const auto& [envelope, text] : cases) {
     EXPECT_EQ(encodeEnvelope(envelope), text);
     EXPECT_EQ(encodeEnvelopeLine(envelope), text + "\n");

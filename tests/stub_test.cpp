@@ -22,7 +22,7 @@ using Action = std::function<Outcome(const StubBridge&)>;
 struct Host {
   int refused = 0;  // none
   std::optional<std::string> fallbackReason;
-  BridgeConnectionState state = ErrorState{"e"};
+  BridgeConnectionState state = BridgeErrorState{"e"};
   std::string heard;
   RandomBytes random;
 
@@ -55,12 +55,12 @@ TEST(Stub, reportsItsStateAndStopsWhereTheHostTakesNoMore) {
   const std::string connecting = changed(R"({"connecting":{}})");
   const std::string connected = changed(R"({"connected":{"accountDisplayName":"account"}})");
   using Case = std::tuple<Action, int, std::string, BridgeConnectionState>;
-  const Case cases[] = {{announce, 0, hello + before, ErrorState{"e"}},
-                        {announce, 1, "", ErrorState{"e"}},
-                        {announce, 2, hello, ErrorState{"e"}},
-                        {handleConnect, 0, connecting + connected, ConnectedState{"account"}},
-                        {handleConnect, 1, "", ConnectingState{}},
-                        {handleConnect, 2, connecting, ConnectedState{"account"}},
+  const Case cases[] = {{announce, 0, hello + before, BridgeErrorState{"e"}},
+                        {announce, 1, "", BridgeErrorState{"e"}},
+                        {announce, 2, hello, BridgeErrorState{"e"}},
+                        {handleConnect, 0, connecting + connected, BridgeConnectedState{"account"}},
+                        {handleConnect, 1, "", BridgeConnectingState{}},
+                        {handleConnect, 2, connecting, BridgeConnectedState{"account"}},
                         {handleDisconnect, 0, changed(R"({"disconnected":{}})"), {}},
                         {handleDisconnect, 1, "", {}}};
   for (const auto& [action, refused, heard, after] : cases) {
@@ -74,10 +74,10 @@ TEST(Stub, reportsItsStateAndStopsWhereTheHostTakesNoMore) {
 
 TEST(Stub, refusesRealScopesByTheirTitle) {
   const std::pair<BridgeScope, std::string> cases[] = {
-      {ConversationScope{"i", " 'b'\n"}, " 'b'\\n"},
-      {ChannelScope{"i", "\u00E9/"}, "\u00E9\\/"},
-      {ThreadScope{"i", ""}, ""},
-      {ThreadScope{"i", {}}, "Thread"}};
+      {BridgeConversationScope{"i", " 'b'\n"}, " 'b'\\n"},
+      {BridgeChannelScope{"i", "\u00E9/"}, "\u00E9\\/"},
+      {BridgeThreadScope{"i", ""}, ""},
+      {BridgeThreadScope{"i", {}}, "Thread"}};
   for (const auto& [scope, title] : cases) {
     Host host;
     host.refused = 3;
@@ -92,7 +92,7 @@ TEST(Stub, refusesRealScopesByTheirTitle) {
                   "' is not implemented yet.\"}}}\n"
                   "{\"error\":{\"_0\":{\"message\":\"Managed bridge backend is unavailable for '" +
                   title + "': why\"}}}\n");
-    EXPECT_EQ(host.state, BridgeConnectionState(ErrorState{"e"}));
+    EXPECT_EQ(host.state, BridgeConnectionState(BridgeErrorState{"e"}));
   }
 }
 
@@ -108,7 +108,7 @@ TEST(Stub, makesUpMessages) {
            text + "\",\"timestampISO8601\":\"...\"}}}}\n";
   };
   const std::pair<Action, std::string> cases[] = {
-      {listen(TestOnlyScope{" Smoke "}),
+      {listen(BridgeTestOnlyScope{" Smoke "}),
        R"({"inboundEvent":{"_0":{"event":{"conversationId":"managed-test-conversation",)"
        R"("conversationTitle":" Smoke ","isDirectMessage":true,"messageId":"...",)"
        R"("rawReference":"managed-bridge-self-test","senderDisplayName":"Ferncrest Managed Bridge",)"

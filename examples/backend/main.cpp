@@ -65,30 +65,30 @@ Outcome deliver(std::string messageId, const Conversation& conversation, std::st
 }
 
 Outcome answer(Backend& backend, const BridgeConnectRequest& /*request*/) {
-  if (Outcome reported = report(ConnectingState{}); !reported) {
+  if (Outcome reported = report(BridgeConnectingState{}); !reported) {
     return reported;
   }
   const std::string sent = std::to_string(backend.sentMessages.value());
-  return report(ConnectedState{"Example account, messages sent so far: " + sent});
+  return report(BridgeConnectedState{"Example account, messages sent so far: " + sent});
 }
 
 Outcome answer(Backend& /*backend*/, const BridgeDisconnectRequest& /*request*/) {
-  return report(DisconnectedState{});
+  return report(BridgeDisconnectedState{});
 }
 
-Conversation conversationOf(const ConversationScope& scope) {
+Conversation conversationOf(const BridgeConversationScope& scope) {
   return {scope.id, scope.title};
 }
 
-Conversation conversationOf(const ChannelScope& scope) {
+Conversation conversationOf(const BridgeChannelScope& scope) {
   return {scope.id, scope.title};
 }
 
-Conversation conversationOf(const ThreadScope& scope) {
+Conversation conversationOf(const BridgeThreadScope& scope) {
   return {scope.id, scope.title.value_or("Thread")};
 }
 
-Conversation conversationOf(const TestOnlyScope& scope) {
+Conversation conversationOf(const BridgeTestOnlyScope& scope) {
   return {"example-test", scope.title};
 }
 
@@ -140,7 +140,7 @@ Outcome answerLines(Backend& backend, LineBuffer& requests) {
 Outcome serve(Backend& backend) {
   Outcome outcome = emit(BridgeHello{backend.platform, "example-backend-1"});
   if (outcome) {
-    outcome = report(DisconnectedState{});
+    outcome = report(BridgeDisconnectedState{});
   }
   LineBuffer requests;
   while (outcome && !requests.hasEnded()) {

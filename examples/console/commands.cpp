@@ -46,13 +46,13 @@ std::optional<BridgeScope> scopeOf(const std::string& kind, const std::string& i
                                    const std::string& title) {
   const std::string& knownTitle = title.empty() ? id : title;
   if (kind == "conversation") {
-    return ConversationScope{id, knownTitle};
+    return BridgeConversationScope{id, knownTitle};
   }
   if (kind == "channel") {
-    return ChannelScope{id, knownTitle};
+    return BridgeChannelScope{id, knownTitle};
   }
   if (kind == "thread") {
-    return ThreadScope{id, title.empty() ? std::nullopt : std::optional(title)};
+    return BridgeThreadScope{id, title.empty() ? std::nullopt : std::optional(title)};
   }
   return std::nullopt;
 }
@@ -61,7 +61,7 @@ Parsed parseListen(std::string_view arguments, const std::string& platform) {
   const std::string kind = takeWord(arguments);
   if (kind == "test") {
     const std::string title(arguments.empty() ? "Test" : arguments);
-    return BridgeStartListeningRequest{platform, TestOnlyScope{title}};
+    return BridgeStartListeningRequest{platform, BridgeTestOnlyScope{title}};
   }
   const std::string id = takeWord(arguments);
   auto scope = scopeOf(kind, id, std::string(arguments));

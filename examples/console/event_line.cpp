@@ -75,22 +75,22 @@ class LineBuilder {
   std::string line_;
 };
 
-void describe(LineBuilder& line, const DisconnectedState& /*state*/) {
+void describe(LineBuilder& line, const BridgeDisconnectedState& /*state*/) {
   line.plain("disconnected");
 }
 
-void describe(LineBuilder& line, const ConnectingState& /*state*/) {
+void describe(LineBuilder& line, const BridgeConnectingState& /*state*/) {
   line.plain("connecting");
 }
 
-void describe(LineBuilder& line, const ConnectedState& state) {
+void describe(LineBuilder& line, const BridgeConnectedState& state) {
   line.plain("connected");
   if (state.accountDisplayName) {
     line.plain(" as ").text(*state.accountDisplayName);
   }
 }
 
-void describe(LineBuilder& line, const ErrorState& state) {
+void describe(LineBuilder& line, const BridgeErrorState& state) {
   line.coloured(red, "error: ").text(state.message);
 }
 
