@@ -1,6 +1,8 @@
-"""Holds docs/protocol.schema.json against the examples in docs/protocol.md and against every line
-that the service writes when those are sent to it: as a stub, and after its backend has ended."""
+"""Holds docs/protocol.schema.json against the tables and the examples in docs/protocol.md and
+against every line that the service writes when those examples are sent to it: as a stub, and after
+its backend has ended."""
 
+import difflib
 import json
 import os
 import re
@@ -23,13 +25,46 @@ blocks = {kind: [line for block in re.findall(rf"^```{kind}\n(.*?)^```$", text, 
                  for line in block.splitlines()] for kind in ("json", "text")}
 
 
+with open(os.path.join(documents, "protocol.schema.json"), encoding="utf-8") as file:
+    schema = json.load(file)
+types = schema["$defs"]
+
+
+def name_of(value):
+    """What the page calls a field's type."""
+    if "$ref" in value:
+        return f"`{value['$ref'].removeprefix('#/$defs/')}`"
+    names = [value["type"]] if isinstance(value["type"], str) else value["type"]
+    name = f"array of {name_of(value['items'])}" if names[0] == "array" else names[0]
+    return name + (", optional" if "null" in names else "")
+
+
+def tables():
+    """The page's tables of fields and cases, as they follow from the schema."""
+    inline = set()
+    for name in "BridgeScope", "BridgeConnectionState":
+        rows = ""
+        for case in types[name]["oneOf"]:
+            [(key, reference)] = case["properties"].items()
+            record = reference["$ref"].removeprefix("#/$defs/")
+            inline.add(record)
+            fields = ", ".join(f"`{field}` {name_of(value)}"
+                               for field, value in types[record].get("properties", {}).items())
+            rows += f"| `{key}` | {fields or 'none'} | {types[record]['description']} |\n"
+        yield f"| Case of `{name}` | Fields | Meaning |\n|---|---|---|\n{rows}"
+    for name in types.keys() - inline:
+        fields = types[name].get("properties", {}).items()
+        rows = "".join(f"| `{key}` | {name_of(value)} | {value['description']} |\n"
+                       for key, value in fields)
+        if rows:
+            yield f"| Field of `{name}` | Type | Meaning |\n|---|---|---|\n{rows}"
+
+
 def validators():
-    with open(os.path.join(documents, "protocol.schema.json"), encoding="utf-8") as file:
-        schema = json.load(file)
     kind = jsonschema.Draft202012Validator
     kind.check_schema(schema)
-    directions = [{"$ref": f"#/$defs/{name}", "$defs": schema["$defs"]}
-                  for name in ("hostToService", "serviceToHost")]
+    directions = [{"$ref": f"#/$defs/{name}", "$defs": types}
+                  for name in ("BridgeRequest", "BridgeEvent")]
     return [kind(each) for each in [schema, *directions]]
 
 
@@ -52,6 +87,11 @@ def converse(backend, lines):
     return [line.decode() for line in start + rest.splitlines(keepends=True)]
 
 
+expected = sorted(tables())
+found = sorted(re.findall(r"^\| (?:Field|Case) of .*\n(?:\|.*\n)+", text, re.M))
+assert found == expected, "\n".join(difflib.ndiff(found, expected))
+assert [each["title"] for each in types.values()] == list(types)
+
 anyone, host, bridge = validators()
 requests = []
 for line in blocks["json"]:
@@ -63,8 +103,10 @@ for line in blocks["json"]:
 
 for line in blocks["text"]:
     try:
-        assert not anyone.is_valid(json.loads(line)), f"the schema accepts {line}"
-    except json.JSONDecodeError:
+        message = json.loads(line)
+        json.dumps(message, ensure_ascii=False).encode()  # fails for a lone surrogate
+        assert not anyone.is_valid(message), f"the schema accepts {line}"
+    except ValueError:
         pass
 
 seen = set()
