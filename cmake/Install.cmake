@@ -9,9 +9,10 @@ install(TARGETS FerncrestBridgeService RUNTIME COMPONENT program)
 install(FILES docs/FerncrestBridgeService.1
   DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT program)
 install(FILES README.md DESTINATION "${documents}" COMPONENT program)
-install(DIRECTORY docs examples DESTINATION "${documents}" COMPONENT program USE_SOURCE_PERMISSIONS
-  FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.json" PATTERN "*.cpp" PATTERN "*.h"
-  PATTERN "*.py" PATTERN "*.sh")
+install(DIRECTORY docs examples DESTINATION "${documents}" COMPONENT program
+  FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.json" PATTERN "*.cpp" PATTERN "*.h")
+install(PROGRAMS examples/smallest_backend.sh examples/smallest_host.py
+  DESTINATION "${documents}/examples" COMPONENT program)
 
 if(TARGET ferncrest-console)
   install(TARGETS ferncrest-console RUNTIME COMPONENT program)
