@@ -18,11 +18,14 @@ namespace {
 
 using Rows = std::vector<std::pair<std::string, std::string>>;
 
-// The line that a command sends, or the failure's first word.
+// The line that a command sends, or what it does instead; of a failure the first sentence.
 std::string sentBy(const std::string& command) {
   const auto parsed = parseCommand(command, "p");
   if (!parsed) {
-    return parsed.error().description.substr(0, parsed.error().description.find(' '));
+    return parsed.error().description.substr(0, parsed.error().description.find_first_of(".?"));
+  }
+  if (std::holds_alternative<ShowHelp>(*parsed) || std::holds_alternative<Quit>(*parsed)) {
+    return std::holds_alternative<Quit>(*parsed) ? "quits" : "shows help";
   }
   const auto* const request = std::get_if<BridgeEnvelope>(&*parsed);
   return request != nullptr ? encodeEnvelope(*request) : std::get<RawLine>(*parsed).text;
@@ -48,12 +51,18 @@ TEST(ConsoleCommands, becomeRequests) {
       {"send \"c x", send + R"("\"c","text":"x"})" + end},
       {"raw {\"x\": 1 }", "{\"x\": 1 }"},
       {"{\"x\": 1 }", "{\"x\": 1 }"},
-      {"listen", "What"},
-      {"listen channel", "Which"},
-      {"send c", "What"},
-      {"send --reply-to", "What"},
-      {"send --file /nonexistent/file c x", "Cannot"},
-      {"Connect", "There"},
+      {"listen", "What to listen to"},
+      {"listen channel", "Which channel"},
+      {"send c", "What to send, and where"},
+      {"send \"--file\" x", send + R"("--file","text":"x"},"platform":"p"}}})"},
+      {"send --fil x y", "There is no option --fil for send"},
+      {"send --file", "The option --file needs a value"},
+      {"send --file /nonexistent/file c x",
+       "Cannot attach /nonexistent/file: No such file or directory"},
+      {"Connect", "There is no command 'Connect'"},
+      {"?", "shows help"},
+      {"-h", "shows help"},
+      {"exit", "quits"},
   };
   for (const auto& [input, expected] : rows) {
     EXPECT_EQ(sentBy(input), expected) << input;

@@ -77,10 +77,17 @@ Parsed parseListen(std::string_view arguments, const std::string& platform) {
 Parsed parseSend(std::string_view arguments, const std::string& platform) {
   BridgeOutboundMessage message;
   std::vector<BridgeAttachment> attachments;
-  std::string word = takeWord(arguments);
-  for (; word == "--reply-to" || word == "--file"; word = takeWord(arguments)) {
+  // An ID that begins like an option goes in quotation marks.
+  while (arguments.starts_with("--")) {
+    const std::string option = takeWord(arguments);
+    if (option != "--reply-to" && option != "--file") {
+      return instead("There is no option " + option + " for send. Type help for those there are.");
+    }
+    if (arguments.empty()) {
+      return instead("The option " + option + " needs a value. Type help to see which.");
+    }
     std::string value = takeWord(arguments);
-    if (word == "--reply-to") {
+    if (option == "--reply-to") {
       message.replyToMessageId = std::move(value);
       continue;
     }
@@ -93,7 +100,7 @@ Parsed parseSend(std::string_view arguments, const std::string& platform) {
   if (!attachments.empty()) {
     message.attachments = std::move(attachments);
   }
-  message.conversationId = std::move(word);
+  message.conversationId = takeWord(arguments);
   message.text = arguments;
   if (message.conversationId.empty() || (message.text.empty() && !message.attachments)) {
     return instead("What to send, and where? Try: send family Dinner is ready");
@@ -118,14 +125,18 @@ struct CommandParser {
   Parsed (*parse)(std::string_view arguments, const std::string& platform);
 };
 
-constexpr std::array<CommandParser, 8> commandParsers{{{"connect", parseConnect},
-                                                       {"disconnect", parseDisconnect},
-                                                       {"help", parseHelp},
-                                                       {"listen", parseListen},
-                                                       {"quit", parseQuit},
-                                                       {"raw", parseRaw},
-                                                       {"send", parseSend},
-                                                       {"stop", parseStop}}};
+constexpr std::array<CommandParser, 12> commandParsers{{{"connect", parseConnect},
+                                                        {"disconnect", parseDisconnect},
+                                                        {"help", parseHelp},
+                                                        {"?", parseHelp},
+                                                        {"-h", parseHelp},
+                                                        {"--help", parseHelp},
+                                                        {"listen", parseListen},
+                                                        {"quit", parseQuit},
+                                                        {"exit", parseQuit},
+                                                        {"raw", parseRaw},
+                                                        {"send", parseSend},
+                                                        {"stop", parseStop}}};
 
 }  // namespace
 
@@ -139,8 +150,8 @@ std::string_view commandHelp() {
          "    --reply-to MESSAGE     ... as an answer to this one\n"
          "    --file PATH            ... with this file\n"
          "  raw LINE, or {...}       send a line of the protocol as it is\n"
-         "  help                     show these commands\n"
-         "  quit                     end, like Ctrl-D\n"
+         "  help, ?                  show these commands\n"
+         "  quit, exit               end, like Ctrl-D\n"
          "Messages end with [CONVERSATION MESSAGE]: the IDs to answer with.\n"
          "An ID or a path with spaces goes in \"quotation marks\".\n";
 }

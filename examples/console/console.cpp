@@ -63,6 +63,9 @@ Console::Console(ServiceProcess& service, int signals, std::string_view platform
   if (isEditable(environment)) {
     editor_.emplace(escaped(platform_, style_) + "> ");
     show("Type help for the commands; quit or Ctrl-D ends.\n");
+    if (!style_.unicode) {
+      show("Only ASCII can be typed: the locale is not a UTF-8 one.\n");
+    }
   }
 }
 

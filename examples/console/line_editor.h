@@ -6,7 +6,7 @@
 #include "protocol/line_buffer.h"
 
 struct editline;
-struct history;
+struct historyW;
 
 namespace ferncrest {
 
@@ -14,8 +14,8 @@ namespace ferncrest {
 /// while it lives.
 class LineEditor {
  public:
-  /// Shows `prompt`, printable text, on the terminal of the standard streams.
-  explicit LineEditor(std::string prompt);
+  /// Shows `prompt`, printable UTF-8, on the terminal of the standard streams.
+  explicit LineEditor(std::string_view prompt);
   LineEditor(const LineEditor&) = delete;
   LineEditor& operator=(const LineEditor&) = delete;
   /// Takes the prompt away and gives the terminal back as it was.
@@ -35,9 +35,9 @@ class LineEditor {
   void hide();
   [[nodiscard]] int rowOfCursor() const;
 
-  std::string prompt_;
+  std::wstring prompt_;
   editline* editor_;
-  history* history_;
+  historyW* history_;
 };
 
 }  // namespace ferncrest

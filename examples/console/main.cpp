@@ -10,6 +10,7 @@
 #include <iostream>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -109,6 +110,18 @@ int runConsole(const std::string& program, const std::vector<std::string>& argum
   return result.status;
 }
 
+// The user's locale, or one of UTF-8 where the environment names none that there is: the C locale
+// would drop every typed character beyond ASCII.
+void takeLocale() {
+  for (const char* const name : {"", "C.UTF-8", "en_US.UTF-8"}) {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): there is one thread
+    const char* const taken = std::setlocale(LC_CTYPE, name);
+    if (taken != nullptr && taken != std::string_view("C") && taken != std::string_view("POSIX")) {
+      return;
+    }
+  }
+}
+
 }  // namespace
 
 }  // namespace ferncrest
@@ -116,7 +129,7 @@ int runConsole(const std::string& program, const std::vector<std::string>& argum
 int main(int argumentCount, char** arguments) {
   ferncrest::reserveStandardStreams();
   ferncrest::ignoreBrokenPipeSignal();
-  std::setlocale(LC_CTYPE, "");  // NOLINT(concurrency-mt-unsafe): there is one thread
+  ferncrest::takeLocale();
   const std::string program = argumentCount > 0 ? arguments[0] : "";
   const int first = argumentCount > 0 ? 1 : 0;
   return ferncrest::runConsole(program, {arguments + first, arguments + argumentCount});

@@ -52,7 +52,7 @@ std::string_view optionHelp() {
          "  --service PATH   the service (default: FerncrestBridgeService beside this program)\n"
          "  --backend PATH   the backend that the service is to start\n"
          "  --platform NAME  the messaging platform (default: whatsapp)\n"
-         "  --help           show this help\n"
+         "  -h, --help       show this help\n"
          "\n"
          "Commands, a line each, at the prompt or through a pipe:\n";
 }
@@ -62,7 +62,7 @@ std::expected<Options, Failure> parseOptions(const std::string& program,
   Options options{.service = serviceBeside(program), .backend = {}};
   for (auto argument = arguments.begin(); argument != arguments.end(); ++argument) {
     const std::string& name = *argument;
-    if (name == "--help") {
+    if (name == "--help" || name == "-h") {
       options.help = true;
       return options;
     }
