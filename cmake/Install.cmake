@@ -1,4 +1,5 @@
-# What is installed: the service with its manual and its examples, and the protocol as a library.
+# What is installed, in three parts: the service with its manual, the examples, and the protocol as a
+# library.
 
 include(CMakePackageConfigHelpers)
 include(GNUInstallDirs)
@@ -8,19 +9,20 @@ set(package "${CMAKE_INSTALL_LIBDIR}/cmake/FerncrestBridge")
 install(TARGETS FerncrestBridgeService RUNTIME COMPONENT program)
 install(FILES docs/FerncrestBridgeService.1
   DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT program)
-install(FILES README.md DESTINATION "${documents}" COMPONENT program)
-install(DIRECTORY docs examples DESTINATION "${documents}" COMPONENT program
-  FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.json" PATTERN "*.cpp" PATTERN "*.h")
-install(PROGRAMS examples/smallest_backend.sh examples/smallest_host.py
-  DESTINATION "${documents}/examples" COMPONENT program)
+install(FILES README.md CHANGELOG.md docs/copyright DESTINATION "${documents}" COMPONENT program)
+install(DIRECTORY docs DESTINATION "${documents}" COMPONENT program
+  FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.json")
 
+install(DIRECTORY examples DESTINATION "${documents}" COMPONENT examples USE_SOURCE_PERMISSIONS)
 if(TARGET ferncrest-console)
-  install(TARGETS ferncrest-console RUNTIME COMPONENT program)
+  install(TARGETS ferncrest-console RUNTIME COMPONENT examples)
+  install(FILES docs/ferncrest-console.1
+    DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT examples)
 endif()
 if(TARGET FerncrestExampleBackend)
   # Run by the service alone, so it is no command.
   install(TARGETS FerncrestExampleBackend
-    RUNTIME DESTINATION "${CMAKE_INSTALL_LIBEXECDIR}/ferncrest-bridge" COMPONENT program)
+    RUNTIME DESTINATION "${CMAKE_INSTALL_LIBEXECDIR}/ferncrest-bridge" COMPONENT examples)
 endif()
 
 # The headers that hosts and backends are written with; they include each other and nothing else.
