@@ -44,7 +44,7 @@ set(CPACK_DEBIAN_EXAMPLES_PACKAGE_NAME ferncrest-bridge-examples)
 set(CPACK_DEBIAN_EXAMPLES_PACKAGE_SECTION net)
 set(CPACK_DEBIAN_EXAMPLES_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_EXAMPLES_PACKAGE_DEPENDS "ferncrest-bridge (= ${PROJECT_VERSION})")
-set(CPACK_DEBIAN_EXAMPLES_PACKAGE_SUGGESTS "libferncrest-bridge-dev, libedit-dev, cmake, g++")
+set(CPACK_DEBIAN_EXAMPLES_PACKAGE_SUGGESTS "libferncrest-bridge-dev, libedit-dev, cmake, g++, ninja-build")
 set(CPACK_DEBIAN_EXAMPLES_DESCRIPTION
   "console and example backend for the Ferncrest bridge service
 ferncrest-console is a host to try the bridge service with at a terminal. The

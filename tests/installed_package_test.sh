@@ -54,7 +54,9 @@ read -ra flags < <(pkg-config --cflags --libs ferncrest-bridge)
 "$compiler" -std=c++23 consumer/main.cpp "${flags[@]}" -o by-pkgconfig
 expect_to_connect ./by-pkgconfig
 
-# The installed headers are enough for the examples as well.
-"$compiler" -std=c++23 "-I$documents" "$documents"/examples/backend/*.cpp "${flags[@]}" -o backend
-"$compiler" -std=c++23 "-I$documents" -fsyntax-only "${flags[@]}" \
-  "$documents"/examples/console/{console,launch_token,service_process}.cpp
+# The installed examples can be built as they are.
+cmake -S installed/share/doc/ferncrest-bridge/examples -B examples -G Ninja \
+  -DCMAKE_PREFIX_PATH="$installed" -DCMAKE_CXX_COMPILER="$compiler" \
+  -DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF >/dev/null
+cmake --build examples >/dev/null
+[ -x examples/backend/FerncrestExampleBackend ] || fail 'The example backend was not built.'
