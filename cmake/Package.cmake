@@ -40,6 +40,9 @@ FerncrestBridgeService is launched by a host application, which talks to it
 over its standard streams. It passes everything on to a backend, or answers by
 itself as a stub.")
 
+if(NOT FERNCREST_EXAMPLES)
+  set(CPACK_COMPONENTS_ALL program development)
+endif()
 set(CPACK_DEBIAN_EXAMPLES_PACKAGE_NAME ferncrest-bridge-examples)
 set(CPACK_DEBIAN_EXAMPLES_PACKAGE_SECTION net)
 set(CPACK_DEBIAN_EXAMPLES_PACKAGE_SHLIBDEPS ON)
