@@ -26,10 +26,11 @@ constexpr milliseconds hostPatience{1000};
 // How often is looked for what poll cannot tell.
 constexpr milliseconds lookInterval{50};
 
-// More of a burst than this and events would wait noticeably long for their turn; half of it costs
-// the gain of forwarding bursts.
-constexpr std::size_t linesInBurst = 64;
-constexpr std::size_t bytesInBurst = std::size_t{64} << 10U;
+// A burst of lines lets the others have their turn after this many bytes, where a short line counts
+// as 1 KiB: so after 64 lines at the latest. Twice as many and events would wait noticeably long, a
+// quarter costs the gain of forwarding bursts.
+constexpr std::ptrdiff_t burst = std::ptrdiff_t{64} << 10U;
+constexpr std::size_t shortLine = std::size_t{1} << 10U;
 
 void stepIfReady(Relay& relay, const pollfd& awaited) {
   if (awaited.revents != 0 || relay.isHeldBack()) {
@@ -69,8 +70,8 @@ const ChildProcess& Conversation::watch(ChildProcess child, EndHandler onEnd) {
 std::optional<MessageLine> Conversation::nextLine() {
   for (;;) {
     if (const auto line = input_.next()) {
-      bytesSinceWait_ += line->terminated.size();
-      if (++linesSinceWait_ >= linesInBurst || bytesSinceWait_ >= bytesInBurst) {
+      leftOfBurst_ -= static_cast<std::ptrdiff_t>(std::max(line->terminated.size(), shortLine));
+      if (leftOfBurst_ <= 0) {
         look();
       }
       return line;
@@ -84,7 +85,7 @@ std::optional<MessageLine> Conversation::nextLine() {
 
 // The only poll of a conversation with a backend.
 bool Conversation::wait(pollfd wanted, milliseconds timeout) {
-  linesSinceWait_ = bytesSinceWait_ = 0;
+  leftOfBurst_ = burst;
   const int exitFd = child_ ? child_->exitFd() : -1;
   std::array<pollfd, 4> waiting{
       wanted, {.fd = exitFd, .events = POLLIN, .revents = 0}, output_.need(), errors_.need()};

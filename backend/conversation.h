@@ -68,8 +68,7 @@ class Conversation {
   Relay errors_;
   std::optional<ChildProcess> child_;
   EndHandler onEnd_;
-  std::size_t linesSinceWait_ = 0;
-  std::size_t bytesSinceWait_ = 0;
+  std::ptrdiff_t leftOfBurst_ = 0;  // bytes of lines until the next look
 };
 
 }  // namespace ferncrest

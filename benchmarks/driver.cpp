@@ -68,13 +68,10 @@ Plan planFrom(std::span<char*> arguments) {
 
 int runDriver(std::span<char*> arguments) {
   const std::map<std::string, std::function<Result(const Plan&)>> measures = {
-      {"receive", receive},
-      {"send", send},
-      {"answer", answerInBulk},
-      {"exchange", exchange},
-      {"start-to-first-byte", startToFirstByte},
-      {"start-to-end", startToEnd},
-      {"noise", [](const Plan&) { return noise(); }}};
+      {"receive", receive},         {"send", send},
+      {"answer", answerInBulk},     {"events-in-flood", eventsInFlood},
+      {"exchange", exchange},       {"start-to-first-byte", startToFirstByte},
+      {"start-to-end", startToEnd}, {"noise", [](const Plan&) { return noise(); }}};
   const auto measure = arguments.empty() ? measures.end() : measures.find(arguments[0]);
   if (measure == measures.end()) {
     giveUp("name a measure");

@@ -111,11 +111,31 @@ Result answerInBulk(const Plan& plan) {
   Pipeline pipeline(plan.stages);
   const std::string repeated = repeatedLine(plan);
   pipeline.awaitLines(plan.greeting);
+  pipeline.write(plan.order);
   const Watch watch(pipeline.process(plan.watched));
   std::thread writer([&] { writeLines(pipeline, plan, repeated); });
   pipeline.awaitLines(plan.lines * plan.answers);
   writer.join();
   return ended(pipeline, watch.finish());
+}
+
+Result eventsInFlood(const Plan& plan) {
+  Pipeline pipeline(plan.stages);
+  const std::string repeated = repeatedLine(plan);
+  pipeline.awaitLines(plan.greeting);
+  pipeline.write("stamp " + std::to_string(plan.lines * plan.line.size()) + '\n');
+  const Watch watch(pipeline.process(plan.watched));
+  std::thread writer([&] { writeLines(pipeline, plan, repeated); });
+  std::vector<double> ways;
+  for (std::string line = pipeline.readLine(); line != "done"; line = pipeline.readLine()) {
+    const std::chrono::duration<double> now = Clock::now().time_since_epoch();
+    ways.push_back(now.count() - std::stod(line) / 1e9);
+  }
+  writer.join();
+  Result result = watch.finish();
+  std::ranges::sort(ways);
+  result.seconds = ways.empty() ? 0 : ways[ways.size() / 2];
+  return ended(pipeline, result);
 }
 
 Result exchange(const Plan& plan) {

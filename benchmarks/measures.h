@@ -33,8 +33,11 @@ struct Result {
 Result receive(const Plan& plan);
 /// The lines go to the backend, `block` bytes a write; ends when it says that it has them all.
 Result send(const Plan& plan);
-/// The lines are sent in bulk while their answers are read.
+/// The lines are sent in bulk, behind the order if there is one, while their answers are read.
 Result answerInBulk(const Plan& plan);
+/// The lines go to the backend, which stamps events meanwhile: how long an event is on its way, in
+/// the median.
+Result eventsInFlood(const Plan& plan);
 /// Each line is sent when the one before it is answered.
 Result exchange(const Plan& plan);
 /// From the start of the process to its first byte; the median of all runs.

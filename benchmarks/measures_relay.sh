@@ -43,6 +43,25 @@ echo_round_trip() {
   peer socat socat "$trips" "${options[@]}" -- socat - "EXEC:$backend,pipes"
 }
 
+echo_in_bulk() {
+  local lines options
+  lines=$(amount 400000 50000)
+  options=(answer --greeting 1 --order echo --line "$workspace/line-of-200-bytes" --lines "$lines")
+  program service "$lines" "${options[@]}" -- "$service"
+  program direct "$lines" "${options[@]}" -- "$backend"
+  program 'relay both ways' "$lines" "${options[@]}" -- "$duplex_relay" "$backend"
+  peer socat socat "$lines" "${options[@]}" -- socat - "EXEC:$backend,pipes"
+}
+
+events_in_flood() {
+  local options
+  options=(events-in-flood --greeting 1 --line "$workspace/line-of-200-bytes"
+    --lines "$(amount 1000000 200000)")
+  program service 1 "${options[@]}" -- "$service"
+  program direct 1 "${options[@]}" -- "$backend"
+  program 'relay both ways' 1 "${options[@]}" -- "$duplex_relay" "$backend"
+}
+
 bulk_to_host() { to_host "$(amount 1024 128)" 65536; }
 events_to_host() { to_host "$(amount 128 32)" 300; }
 short_lines_to_backend() { to_backend line-of-200-bytes "$(amount 400000 50000)" "$(amount 10000 1000)" "$(amount 100000 20000)"; }
@@ -56,5 +75,7 @@ measure short_lines_to_backend 'Host to backend, 200-byte lines' lines/s \
   'figure >= 0.95 line forwarder' "figure >= 1.2 grep --line-buffered ''"
 measure long_lines_to_backend 'Host to backend, 1 MiB lines' lines/s \
   'figure >= 0.95 line forwarder' "figure >= 1.2 grep --line-buffered ''"
+measure echo_in_bulk 'Echoed at full speed, 200-byte lines' lines/s 'figure >= 0.4 direct'
+measure events_in_flood "An event's way while lines flood in" us 'figure <= 200'
 measure echo_round_trip 'Round trip through a backend' us \
   'figure <= 3 direct' 'figure <= 0.85 socat'

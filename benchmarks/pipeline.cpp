@@ -92,6 +92,21 @@ std::string_view Pipeline::read() {
   return {buffer.data(), count.value_or(0)};
 }
 
+std::string Pipeline::readLine() {
+  std::size_t lineFeed = ahead_.find('\n');
+  while (lineFeed == std::string::npos) {
+    const std::string_view bytes = read();
+    if (bytes.empty()) {
+      giveUp("the output ends early");
+    }
+    ahead_ += bytes;
+    lineFeed = ahead_.find('\n');
+  }
+  std::string line = ahead_.substr(0, lineFeed);
+  ahead_.erase(0, lineFeed + 1);
+  return line;
+}
+
 void Pipeline::awaitLines(std::size_t count) {
   while (count > 0) {
     const std::string_view bytes = read();

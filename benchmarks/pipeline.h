@@ -22,6 +22,8 @@ class Pipeline {
   void write(std::string_view bytes) const;
   /// The next bytes from the last stage, borrowed until the next call; empty at their end.
   std::string_view read();
+  /// The next line without its line feed; whole lines are read by this alone.
+  std::string readLine();
   /// Reads exactly this many lines, or bytes; more than that is a failure too.
   void awaitLines(std::size_t count);
   void awaitBytes(std::size_t count);
@@ -34,8 +36,9 @@ class Pipeline {
   double awaitEnd();
 
  private:
-  Fd input_;   // of the first stage
-  Fd output_;  // of the last stage
+  Fd input_;           // of the first stage
+  Fd output_;          // of the last stage
+  std::string ahead_;  // read, but not yet asked for as a line
   std::vector<pid_t> processes_;
 };
 

@@ -35,7 +35,9 @@ void LineBuffer::append(std::string_view bytes) {
 }
 
 std::optional<MessageLine> LineBuffer::next() {
-  std::string().swap(repaired_);  // an assignment would keep its memory
+  if (!repaired_.empty()) {
+    std::string().swap(repaired_);  // an assignment would keep its memory
+  }
   while (const auto line = nextRawLine()) {
     if (const std::string_view text = trimmed(*line); !text.empty()) {
       return terminate(text);

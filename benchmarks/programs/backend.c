@@ -1,10 +1,12 @@
 // A backend without thought of its own. It writes "ready", then obeys orders, a line each:
 //   generate BYTES CHUNK  writes that many bytes, CHUNK of them a write;
 //   swallow BYTES         reads that many bytes behind the order, then writes "done";
+//   stamp BYTES           the same, and meanwhile writes the time each millisecond, a line each;
 //   echo                  writes back what comes from here on.
 #include <stdalign.h>
 #include <stdio.h>
 #include <string.h>
+#include <time.h>
 #include <unistd.h>
 
 static alignas(4096) char input[64 << 10];
@@ -48,11 +50,29 @@ static int generate(size_t bytes, size_t chunk) {
   return writeAll(output, bytes);
 }
 
-static int swallow(size_t bytes) {
+// The steady clock, in nanoseconds.
+static long long now(void) {
+  struct timespec time;
+  clock_gettime(CLOCK_MONOTONIC, &time);
+  return time.tv_sec * 1000000000LL + time.tv_nsec;
+}
+
+static int stampWhenDue(void) {
+  static long long last;
+  const long long time = now();
+  if (time - last < 1000000) {
+    return 1;
+  }
+  last = time;
+  char line[32];
+  return writeAll(line, (size_t)snprintf(line, sizeof line, "%lld\n", time));
+}
+
+static int swallow(size_t bytes, int stamps) {
   while (held < bytes) {
     bytes -= held;
     held = 0;
-    if (!readMore()) {
+    if (!readMore() || (stamps && !stampWhenDue())) {
       return 0;
     }
   }
@@ -77,7 +97,10 @@ static int obey(const char* order) {
     return generate(bytes, chunk);
   }
   if (sscanf(order, "swallow %zu", &bytes) == 1) {
-    return swallow(bytes);
+    return swallow(bytes, 0);
+  }
+  if (sscanf(order, "stamp %zu", &bytes) == 1) {
+    return swallow(bytes, 1);
   }
   return strcmp(order, "echo") == 0 && echo();
 }
