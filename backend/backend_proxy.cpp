@@ -1,5 +1,6 @@
 #include "backend/backend_proxy.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <utility>
@@ -33,7 +34,9 @@ ManagedBridgeBackendProxy::~ManagedBridgeBackendProxy() {
 Outcome ManagedBridgeBackendProxy::start() {
   const auto& [executable, platform, environment] = configuration_;
   const std::string dataDirectory = resolveDataDirectory(environment, platform);
-  if (Outcome created = createDirectories(dataDirectory); !created) {
+  if (Outcome created =
+          createDirectories(dataDirectory, trustedDirectory(environment, dataDirectory));
+      !created) {
     return created;
   }
   auto child =
@@ -53,35 +56,42 @@ Outcome ManagedBridgeBackendProxy::start() {
 
 std::expected<void, Error> ManagedBridgeBackendProxy::send(const MessageLine& line) {
   if (process_ == nullptr) {
-    return std::unexpected(Error{Error::Kind::backendNotRunning, configuration_.executableURL});
+    return std::unexpected(notRunning());
   }
+  const std::ptrdiff_t count = writeSome(stdinHandle_.get(), line.terminated);
+  const auto written = static_cast<std::size_t>(std::max<std::ptrdiff_t>(count, 0));
+  if (written == line.terminated.size()) {
+    return {};
+  }
+  return sendRest(line.terminated.substr(written));
+}
+
+std::expected<void, Error> ManagedBridgeBackendProxy::sendRest(std::string_view bytes) {
   // Held here while the line is under way: if the backend ends meanwhile, one more write tells
   // whether its input is broken or merely not read.
   Fd input = std::move(stdinHandle_);
-  auto sent = write(input, line.terminated);
-  if (process_ != nullptr) {
-    stdinHandle_ = std::move(input);
-  }
-  return sent;
-}
-
-std::expected<void, Error> ManagedBridgeBackendProxy::write(const Fd& input,
-                                                            std::string_view bytes) {
   while (!bytes.empty()) {
     const std::ptrdiff_t count = writeSome(input.get(), bytes);
     if (count >= 0) {
       bytes.remove_prefix(static_cast<std::size_t>(count));
     } else if (count != -EAGAIN) {
       host_.waitForEnd(endNoticeDelay);
-      return std::unexpected(
-          Error{Error::Kind::transportFailed, systemFailure(static_cast<int>(-count)).description});
+      return std::unexpected(Error{Error::Kind::transportFailed,
+                                   systemFailure(static_cast<int>(-count)).description});
     } else if (process_ == nullptr) {
-      return std::unexpected(Error{Error::Kind::backendNotRunning, configuration_.executableURL});
+      return std::unexpected(notRunning());
     } else {
       host_.wait({.fd = input.get(), .events = POLLOUT, .revents = 0}, Conversation::forever);
     }
   }
+  if (process_ != nullptr) {
+    stdinHandle_ = std::move(input);
+  }
   return {};
+}
+
+Error ManagedBridgeBackendProxy::notRunning() const {
+  return {Error::Kind::backendNotRunning, configuration_.executableURL};
 }
 
 void ManagedBridgeBackendProxy::stop() {

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <expected>
 #include <string>
+#include <string_view>
 
 #include "backend/conversation.h"
 #include "backend/proxy_error.h"
@@ -45,8 +46,9 @@ class ManagedBridgeBackendProxy {
   void stop();
 
  private:
-  [[nodiscard]] std::expected<void, ManagedBridgeBackendProxyError> write(const Fd& input,
-                                                                          std::string_view bytes);
+  [[nodiscard]] std::expected<void, ManagedBridgeBackendProxyError> sendRest(
+      std::string_view bytes);
+  [[nodiscard]] ManagedBridgeBackendProxyError notRunning() const;
   void handleTermination(int terminationStatus);
   void requestStop();
 

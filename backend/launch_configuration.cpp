@@ -12,9 +12,12 @@ namespace {
 constexpr std::string_view dataDirectoryVariable = "FERNCREST_MANAGED_BRIDGE_DATA_DIR";
 constexpr std::string_view platformVariable = "FERNCREST_MANAGED_BRIDGE_PLATFORM";
 
-std::string generalTemporaryDirectory(const Environment& environment) {
-  const std::string_view named = valueOf(environment, "TMPDIR");
-  return std::string(named.empty() ? "/tmp" : named);
+std::string temporaryDirectory(const Environment& environment) {
+  if (const auto ofUser = userTemporaryDirectory()) {
+    return *ofUser;
+  }
+  const std::string_view general = valueOf(environment, "TMPDIR");
+  return std::string(general.empty() ? "/tmp" : general);
 }
 
 }  // namespace
@@ -30,10 +33,15 @@ std::string resolveDataDirectory(const Environment& environment, std::string_vie
   if (!named.empty()) {
     return normalizedPath(named, currentDirectory());
   }
-  const auto ofUser = userTemporaryDirectory();
-  const std::string base = ofUser ? *ofUser : generalTemporaryDirectory(environment);
-  return normalizedPath(base + "/Ferncrest/ManagedBridge/" + std::string(platform),
-                        currentDirectory());
+  return normalizedPath(
+      temporaryDirectory(environment) + "/Ferncrest/ManagedBridge/" + std::string(platform),
+      currentDirectory());
+}
+
+std::string trustedDirectory(const Environment& environment, const std::string& dataDirectory) {
+  const bool isNamed = !trimmed(valueOf(environment, dataDirectoryVariable)).empty();
+  return isNamed ? dataDirectory
+                 : normalizedPath(temporaryDirectory(environment), currentDirectory());
 }
 
 Environment makeBackendEnvironment(const Environment& environment, const std::string& dataDirectory,

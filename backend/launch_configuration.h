@@ -18,6 +18,10 @@ std::optional<std::string> userTemporaryDirectory();
 /// `platform` among the temporary files. The directory need not exist.
 std::string resolveDataDirectory(const Environment& environment, std::string_view platform);
 
+/// The part of `dataDirectory`, as resolved from this environment, that may be anybody's: all of it
+/// where the environment names it, else the directory for temporary files.
+std::string trustedDirectory(const Environment& environment, const std::string& dataDirectory);
+
 /// The backend's whole environment: the service's own with two variables set.
 Environment makeBackendEnvironment(const Environment& environment, const std::string& dataDirectory,
                                    const std::string& platform);

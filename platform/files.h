@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+#include <cstddef>
 #include <expected>
 #include <string>
 
@@ -8,7 +10,13 @@
 namespace ferncrest {
 
 /// The whole content of the file at `path` (relative paths start at the current directory), or the
-/// system's words when it cannot be opened or read. Any thread.
+/// error text of the system when it cannot be opened or read. Any thread.
 [[nodiscard]] std::expected<std::string, Failure> readFile(const std::string& path);
+
+/// The same for a file of at most `most` bytes, or for a pipe to which somebody else writes: what
+/// comes until its writers have closed it, if that happens within `patience`. Fails for any other
+/// kind of file.
+[[nodiscard]] std::expected<std::string, Failure> readFileOrPipe(
+    const std::string& path, std::size_t most, std::chrono::milliseconds patience);
 
 }  // namespace ferncrest

@@ -20,6 +20,13 @@ bool isDirectory(const std::string& path) {
   return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
+// A link would lead wherever its owner says.
+bool isPrivate(const std::string& path) {
+  struct stat status{};
+  return ::lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) &&
+         status.st_uid == ::geteuid() && (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+}
+
 // Drops the last name, if there is one to drop.
 void goUp(std::vector<std::string_view>& names, bool isAbsolute) {
   if (!names.empty() && names.back() != "..") {
@@ -69,18 +76,21 @@ bool isExecutable(const std::string& path) {
   return ::access(path.c_str(), X_OK) == 0;
 }
 
-Outcome createDirectories(const std::string& path) {
+Outcome createDirectories(const std::string& path, std::string_view trusted) {
   for (std::size_t end = path.find('/', 1);; end = path.find('/', end + 1)) {
+    const bool isParent = end != std::string::npos;
     const std::string directory = path.substr(0, end);
     if (::mkdir(directory.c_str(), privateDirectory) != 0) {
       const int errorNumber = errno;
-      const bool isParent = end != std::string::npos;
+      if (directory.size() > trusted.size() && errorNumber == EEXIST && !isPrivate(directory)) {
+        return std::unexpected(Failure{directory + ": " + systemFailure(EACCES).description});
+      }
       if (!isDirectory(directory)) {
         return std::unexpected(
             systemFailure(errorNumber == EEXIST && isParent ? ENOTDIR : errorNumber));
       }
     }
-    if (end == std::string::npos) {
+    if (!isParent) {
       return {};
     }
   }

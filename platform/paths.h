@@ -23,7 +23,9 @@ std::string currentDirectory();
 bool isExecutable(const std::string& path);
 
 /// Makes the directory with its missing parents, each private to the user; one that exists is left
-/// as it is. Fails with the system's words.
-[[nodiscard]] Outcome createDirectories(const std::string& path);
+/// as it is. Below `trusted`, one that exists must be a real directory of this user's that nobody
+/// else can write to: elsewhere another user could have made it first. Fails with the error text of
+/// the system.
+[[nodiscard]] Outcome createDirectories(const std::string& path, std::string_view trusted);
 
 }  // namespace ferncrest

@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstdint>
+#include <cstdlib>
 
 #include "platform/fd.h"
 #include "platform/io.h"
@@ -114,8 +115,11 @@ std::optional<std::string> ownExecutablePath() {
   if (::_NSGetExecutablePath(path.data(), &size) != 0) {
     return std::nullopt;
   }
-  path.resize(path.find('\0'));
-  return path;
+  // Through links to the file itself, as elsewhere: a backend is looked for beside it.
+  std::array<char, PATH_MAX> resolved{};
+  return ::realpath(path.c_str(), resolved.data()) == nullptr
+             ? std::nullopt
+             : std::optional<std::string>(resolved.data());
 }
 
 std::string userTemporaryDirectoryName() {

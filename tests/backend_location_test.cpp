@@ -1,8 +1,11 @@
 #include "backend/backend_location.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <filesystem>
+#include <fstream>
+#include <functional>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -120,11 +123,57 @@ TEST(LaunchConfiguration, makesPrivateDirectoriesAndLeavesOthersAlone) {
   const TemporaryDirectory directory;
   fs::create_directory(directory.path("theirs"));
   fs::permissions(directory.path("theirs"), fs::perms(0755));
-  EXPECT_TRUE(createDirectories(directory.path("theirs/a/b")).has_value());
-  EXPECT_TRUE(createDirectories(directory.path("theirs/a/b")).has_value());
+  const std::string trusted = directory.path("theirs");
+  EXPECT_TRUE(createDirectories(directory.path("theirs/a/b"), trusted).has_value());
+  EXPECT_TRUE(createDirectories(directory.path("theirs/a/b"), trusted).has_value());
   EXPECT_EQ(fs::status(directory.path("theirs")).permissions(), fs::perms(0755));
   EXPECT_EQ(fs::status(directory.path("theirs/a")).permissions(), fs::perms(0700));
   EXPECT_EQ(fs::status(directory.path("theirs/a/b")).permissions(), fs::perms(0700));
+}
+
+// Among shared temporary files, whoever comes first could read what the backend writes.
+TEST(LaunchConfiguration, takesNoDefaultDirectoryThatCouldBeAnothers) {
+  namespace fs = std::filesystem;
+  if (userTemporaryDirectory()) {
+    GTEST_SKIP() << "the system keeps a directory for each user";
+  }
+  const std::vector<std::tuple<std::string, std::function<void(const std::string&)>, bool>> cases{
+      {"made by us", [](const std::string& path) { fs::create_directory(path); }, true},
+      {"a link", [](const std::string& path) { fs::create_directory_symlink("/", path); }, false},
+      {"a file", [](const std::string& path) { std::ofstream(path).put('x'); }, false},
+      {"open to others",
+       [](const std::string& path) {
+         fs::create_directory(path);
+         fs::permissions(path, fs::perms::all);
+       },
+       false},
+      {"another's",
+       [](const std::string& path) {
+         fs::create_directory(path);
+         EXPECT_EQ(::chown(path.c_str(), 1, 1), 0);
+       },
+       false}};
+  for (const auto& [name, make, isTaken] : cases) {
+    if (name == "another's" && ::geteuid() != 0) {
+      continue;  // only root can give a directory away
+    }
+    for (const std::string component :
+         {"Ferncrest", "Ferncrest/ManagedBridge", "Ferncrest/ManagedBridge/whatsapp"}) {
+      SCOPED_TRACE(name + " at " + component);
+      const TemporaryDirectory directory;
+      const std::string path = directory.path(component);
+      fs::create_directories(fs::path(path).parent_path());
+      make(path);
+      const Environment environment{{"TMPDIR", directory.path()}};
+      const std::string resolved = resolveDataDirectory(environment, "whatsapp");
+      const Outcome created = createDirectories(resolved, trustedDirectory(environment, resolved));
+      EXPECT_EQ(created,
+                isTaken ? Outcome() : std::unexpected(Failure{path + ": Permission denied"}));
+      const Environment named{{dataDir, path}};
+      EXPECT_EQ(createDirectories(path, trustedDirectory(named, path)).has_value(),
+                name != "a file");
+    }
+  }
 }
 
 }  // namespace

@@ -2,7 +2,9 @@
 #include <sys/stat.h>
 
 #include <filesystem>
+#include <fstream>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -55,11 +57,28 @@ TEST(LaunchAuthorization, needsAFileThatCanBeRead) {
   for (const std::string& unusable : {blank, path + "x", path + "/x", directory.path()}) {
     EXPECT_FALSE(isAuthorized(token, unusable)) << unusable;
   }
-  // Opening a pipe that nobody writes to would wait for ever: a short token ends it before.
-  ASSERT_EQ(::mkfifo(directory.path("pipe").c_str(), 0600), 0);
-  EXPECT_FALSE(isAuthorized(std::string(31, 'a'), directory.path("pipe")));
+  EXPECT_FALSE(isAuthorized(token, "/dev/zero"));
   EXPECT_FALSE(isLaunchAuthorized({{"FERNCREST_HELPER_LAUNCH_TOKEN", token}}));
   EXPECT_FALSE(isLaunchAuthorized({{"FERNCREST_HELPER_LAUNCH_TOKEN_FILE", path}}));
+}
+
+TEST(LaunchAuthorization, readsAPipeWhoseWriterComesLaterAndWaitsNotForEver) {
+  const TemporaryDirectory directory;
+  const std::string token(32, 'a');
+  const std::string pipe = directory.path("pipe");
+  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+  EXPECT_FALSE(isAuthorized(token, pipe));
+  std::thread writer([&] { std::ofstream(pipe) << token; });  // waits for a reader to come
+  EXPECT_TRUE(isAuthorized(token, pipe));
+  writer.join();
+}
+
+TEST(LaunchAuthorization, readsNoMoreThanATokenCanBe) {
+  const TemporaryDirectory directory;
+  const std::string blank(std::size_t{16} << 20U, ' ');
+  const std::string token(32, 'a');
+  EXPECT_TRUE(isAuthorized(token, directory.file("most", token + blank.substr(token.size()))));
+  EXPECT_FALSE(isAuthorized(token, directory.file("more", token + blank)));
 }
 
 TEST(PlatformArgument, isWhatFollowsTheFirstOption) {
