@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "process.h"
+#include "text/utf8.h"
 
 // What host and service say to each other in most conversations.
 
@@ -109,7 +110,7 @@ inline void expectTakeover(const std::string& path, const std::string& reason,
   service.write(connectRequest);
   EXPECT_EQ(service.finish(), 0);
   EXPECT_EQ(service.readRest(), takeover);
-  EXPECT_EQ(service.readErrors(), fallbackLine(path, reason));
+  EXPECT_EQ(service.readErrors(), fallbackLine(repairedUtf8(path), reason));
 }
 
 }  // namespace ferncrest::testing

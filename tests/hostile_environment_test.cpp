@@ -107,7 +107,7 @@ TEST(HostileEnvironment, endsInWordsWhenALineDoesNotFitIntoMemory) {
 
 TEST(HostileEnvironment, fallsBackFromABackendThatCannotStart) {
   const TemporaryDirectory directory;
-  const std::string busy = directory.file("busy", "#!/bin/sh\nexit 3\n", 0700);
+  const std::string busy = directory.file("busy\xFF", "#!/bin/sh\nexit 3\n", 0700);
   const Fd writer(::open(busy.c_str(), O_WRONLY | O_CLOEXEC));
   expectTakeover(busy, "Text file busy");
 
