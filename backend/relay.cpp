@@ -31,6 +31,12 @@ void Relay::limit() {
   }
 }
 
+void Relay::append(std::string_view lines) {
+  if (destination_.isOpenForWriting()) {
+    lines_ += lines;
+  }
+}
+
 bool Relay::isDone() const {
   return !source_.isOpen() && chunk_.empty() && lines_.empty();
 }

@@ -27,7 +27,7 @@ class Relay {
   void limit();
 
   /// Writes these lines, each in one write, behind the end of what is copied.
-  void append(std::string_view lines) { lines_ += lines; }
+  void append(std::string_view lines);
 
   [[nodiscard]] bool isDone() const;
 

@@ -24,6 +24,9 @@ class OutputStream {
   /// -EAGAIN that it is empty or that the stream is full, -EINVAL that bytes must be written.
   [[nodiscard]] std::ptrdiff_t moveFrom(int pipe, std::size_t most) const;
 
+  /// False for a stream that was not opened for writing; poll would wait for it for ever.
+  [[nodiscard]] bool isOpenForWriting() const { return kind_ != Kind::unwritable; }
+
   /// Bytes that the host has not read yet; 0 where the system cannot tell.
   [[nodiscard]] std::size_t unread() const;
 

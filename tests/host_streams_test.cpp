@@ -178,14 +178,19 @@ TEST(HostStreams, getALongDiagnosticInOnePiece) {
 }
 
 TEST(HostStreams, thatCanNeverBeReadyStallNothing) {
-  DelegatedService readEnd("read go; head -c 1000000 /dev/zero; echo $go >&2", {.inChild = [] {
+  DelegatedService readEnd("echo $$ >&2; read go; head -c 1000000 /dev/zero; exit 3",
+                           {.inChild = [] {
                              std::array<int, 2> ends{};
                              EXPECT_EQ(::pipe(ends.data()), 0);
                              ::dup2(ends[0], 1);
                            }});
+  const pid_t backend = std::stoi(readEnd->readErrorLine());
   readEnd->write("go\n");
-  EXPECT_EQ(readEnd->readErrorLine(), "go\n");
-  EXPECT_EQ(readEnd->finish(), 0);
+  ASSERT_TRUE(eventually([&] { return !exists(backend); }));
+  readEnd->write("not delivered\n");
+  EXPECT_EQ(readEnd->finish(), 1);
+  EXPECT_EQ(readEnd->readErrors(),
+            notRunningLine(readEnd.path()) + fatalLine("Bad file descriptor"));
 
   DelegatedService writeEnd("echo ready; exec cat", {.inChild = [] {
                               std::array<int, 2> ends{};
