@@ -74,10 +74,11 @@ std::expected<void, Error> ManagedBridgeBackendProxy::sendRest(std::string_view 
     const std::ptrdiff_t count = writeSome(input.get(), bytes);
     if (count >= 0) {
       bytes.remove_prefix(static_cast<std::size_t>(count));
+      host_.look();  // a backend that reads fast could take a long line without ever making us wait
     } else if (count != -EAGAIN) {
       host_.waitForEnd(endNoticeDelay);
-      return std::unexpected(Error{Error::Kind::transportFailed,
-                                   systemFailure(static_cast<int>(-count)).description});
+      return std::unexpected(
+          Error{Error::Kind::transportFailed, systemFailure(static_cast<int>(-count)).description});
     } else if (process_ == nullptr) {
       return std::unexpected(notRunning());
     } else {
@@ -99,7 +100,7 @@ void ManagedBridgeBackendProxy::stop() {
   requestStop();
 }
 
-// What stop does without a look, which may run out of memory for a report.
+// Cannot fail, unlike the look of stop, which may have to report an end.
 void ManagedBridgeBackendProxy::requestStop() {
   didRequestStop_ = true;
   host_.limitRelays();

@@ -23,7 +23,7 @@ constexpr pollfd nothing{.fd = -1, .events = 0, .revents = 0};
 // A host that takes nothing for so long at the end is given up.
 constexpr milliseconds hostPatience{1000};
 
-// How often is looked for what poll cannot tell.
+// How often to look for what poll cannot tell.
 constexpr milliseconds lookInterval{50};
 
 // A burst of lines lets the others have their turn after this many bytes, where a short line counts
@@ -83,7 +83,7 @@ std::optional<MessageLine> Conversation::nextLine() {
   }
 }
 
-// The only poll of a conversation with a backend.
+// The only wait of a conversation with a backend.
 bool Conversation::wait(pollfd wanted, milliseconds timeout) {
   leftOfBurst_ = burst;
   const int exitFd = child_ ? child_->exitFd() : -1;

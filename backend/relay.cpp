@@ -26,7 +26,8 @@ std::size_t bytesIn(int pipe) {
 
 void Relay::limit() {
   if (source_.isOpen()) {
-    rest_ = std::min(bytesIn(source_.get()), rest_.value_or(mostMoved));
+    const std::size_t held = bytesIn(source_.get());
+    rest_ = std::min(held, rest_.value_or(held));
     take(0);
   }
 }
@@ -88,7 +89,8 @@ bool Relay::moveChunk() {
     // So much fills a pipe of the usual size: the next move would find it full.
     awaited_ = static_cast<std::size_t>(moved) >= chunkSize ? End::destination : awaited_;
   } else if (moved == -EAGAIN) {
-    // One of the two, and the system does not say which: not the end that was waited for.
+    // Which end is not ready the system does not say. The one that was waited for was, so now the
+    // other one is waited for.
     waitFor(awaited_ == End::source ? End::destination : End::source);
   }
   movesInSystem_ = moved != -EINVAL;
@@ -109,24 +111,24 @@ void Relay::readChunk() {
 }
 
 void Relay::writeChunk() {
-  const std::ptrdiff_t count = destination_.writeSome(chunk_);
-  if (count >= 0) {
-    chunk_.remove_prefix(static_cast<std::size_t>(count));
-  } else if (count != -EAGAIN && count != -EINTR) {
-    chunk_ = {};
-  }
+  const std::size_t done = bytesDone(destination_.writeSome(chunk_), chunk_.size());
+  chunk_.remove_prefix(done);
 }
 
 void Relay::writeLine() {
   const std::size_t size = std::min(lines_.find('\n'), lines_.size() - 1) + 1;
-  const std::ptrdiff_t count = destination_.writeLine(std::string_view(lines_).substr(0, size));
-  // Poll would find room, for less than the line.
+  lines_.erase(0,
+               bytesDone(destination_.writeLine(std::string_view(lines_).substr(0, size)), size));
+}
+
+// How much of `size` bytes is done with after a write that gave `count`: after a failure all of it.
+std::size_t Relay::bytesDone(std::ptrdiff_t count, std::size_t size) {
+  // Where poll says that there is room, waiting for it again would spin.
   isHeldBack_ = count == -EAGAIN && isWritable(destination_.fd());
   if (count >= 0) {
-    lines_.erase(0, static_cast<std::size_t>(count));
-  } else if (count != -EAGAIN && count != -EINTR) {
-    lines_.erase(0, size);
+    return static_cast<std::size_t>(count);
   }
+  return count == -EAGAIN || count == -EINTR ? 0 : size;
 }
 
 void Relay::take(std::size_t count) {
@@ -138,7 +140,8 @@ void Relay::take(std::size_t count) {
   }
 }
 
-// What was noted is there already: a source with nothing to read then held less than was assumed.
+// Of what limit() found, all is there already: when nothing is left to read, the system had refused
+// to tell how much it was.
 void Relay::waitFor(End end) {
   awaited_ = end;
   if (rest_ && !isReadable(source_.get())) {

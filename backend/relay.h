@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "platform/byte_buffer.h"
 #include "platform/fd.h"
@@ -33,8 +34,8 @@ class Relay {
 
   /// What to wait for; no descriptor (-1) when nothing or when time alone helps.
   [[nodiscard]] pollfd need() const;
-  /// Whether a line waits for more room than poll can tell of, so that step() is to be tried again
-  /// after a while.
+  /// Whether poll says that the stream has room and the stream does not take what comes next:
+  /// step() is to be tried again after a while.
   [[nodiscard]] bool isHeldBack() const { return isHeldBack_; }
 
   /// Moves what can be moved now. A stream that fails loses what was meant for it and no more, so
@@ -55,6 +56,7 @@ class Relay {
   void readChunk();
   void writeChunk();
   void writeLine();
+  std::size_t bytesDone(std::ptrdiff_t count, std::size_t size);
   void take(std::size_t count);
   void waitFor(End end);
 

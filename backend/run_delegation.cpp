@@ -32,9 +32,11 @@ Outcome runDelegation(const std::string& executablePath, const std::string& plat
   if (Outcome started = proxy.start(); !started) {
     return started;
   }
-  setBatchClass(true);  // after the launch: the backend would inherit it
+  const bool hasJoined = joinBatchClass();  // after the launch: the backend would inherit it
   Outcome forwarded = forwardLines(proxy, host);
-  setBatchClass(false);
+  if (hasJoined) {
+    leaveBatchClass();
+  }
   return forwarded;
 }
 

@@ -4,7 +4,7 @@
 
 namespace ferncrest {
 
-/// The current wall-clock time in UTC, without its fraction of a second. Any thread.
+/// The current wall-clock time in UTC, without its fraction of a second.
 std::chrono::sys_seconds currentTime();
 
 }  // namespace ferncrest

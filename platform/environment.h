@@ -11,7 +11,7 @@ namespace ferncrest {
 using Environment = std::map<std::string, std::string, std::less<>>;
 
 /// The environment of this process. Entries without a name or without "=" are left out; of two
-/// entries with one name the first counts. Main thread, at start.
+/// entries with one name the first counts.
 Environment readEnvironment();
 
 /// The variable's value, or nothing when it is not set.

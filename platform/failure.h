@@ -16,7 +16,7 @@ struct Failure {
 using Outcome = std::expected<void, Failure>;
 
 /// The operating system's own words for `errorNumber`, an errno value saved at the failing call.
-/// Any thread.
+///
 Failure systemFailure(int errorNumber);
 
 }  // namespace ferncrest

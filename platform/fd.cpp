@@ -5,7 +5,7 @@
 namespace ferncrest {
 
 void Fd::reset() {
-  // Never retried: after an interrupted close the number may already belong to another thread.
+  // Never retried: an interrupted close has freed the number on some systems.
   if (isOpen()) {
     ::close(std::exchange(fd_, -1));
   }

@@ -10,7 +10,7 @@
 namespace ferncrest {
 
 /// The whole content of the file at `path` (relative paths start at the current directory), or the
-/// error text of the system when it cannot be opened or read. Any thread.
+/// error text of the system when it cannot be opened or read.
 [[nodiscard]] std::expected<std::string, Failure> readFile(const std::string& path);
 
 /// The same for a file of at most `most` bytes, or for a pipe to which somebody else writes: what

@@ -10,11 +10,11 @@
 namespace ferncrest {
 
 /// Reads what is there into `buffer`, waiting until there is something; 0 means end of input.
-/// Survives interruptions and descriptors in non-blocking mode. Any thread.
+/// Survives interruptions and descriptors in non-blocking mode.
 [[nodiscard]] std::expected<std::size_t, Failure> readSome(int fd, std::span<char> buffer);
 
 /// Writes every byte or fails with the system's words; what was written before a failure stays
-/// written. Survives interruptions, short counts and non-blocking mode. Any thread.
+/// written. Survives interruptions, short counts and non-blocking mode.
 [[nodiscard]] Outcome writeAll(int fd, std::string_view bytes);
 
 /// Writes the first bytes, as many as a descriptor in non-blocking mode takes now: how many, or a

@@ -9,6 +9,7 @@
 #include <array>
 #include <cerrno>
 #include <climits>
+#include <cstdlib>
 
 #include "platform/io.h"
 #include "platform/system.h"
@@ -28,7 +29,9 @@ constexpr std::size_t terminalPiece = 64;
 // own to write without waiting and without a change to the host's.
 Fd reopenedTerminal(int fd) {
   std::array<char, PATH_MAX> name{};
-  if (::ttyname_r(fd, name.data(), name.size()) != 0) {
+  // The name of a pseudo-terminal's master stands for a new one.
+  const bool isMaster = ::ptsname(fd) != nullptr;  // NOLINT(concurrency-mt-unsafe): one thread
+  if (isMaster || ::ttyname_r(fd, name.data(), name.size()) != 0) {
     return {};
   }
   return Fd(::open(name.data(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
@@ -68,6 +71,9 @@ std::ptrdiff_t OutputStream::writeSome(std::string_view bytes) const {
     case Kind::socket: {
       const ssize_t count =
           ::send(fd_, bytes.data(), std::min(bytes.size(), socketPiece), MSG_DONTWAIT);
+      if (count < 0 && (errno == ENOBUFS || errno == ENOMEM)) {
+        return -EAGAIN;
+      }
       return count >= 0 ? count : -errno;
     }
     case Kind::terminal:
@@ -84,7 +90,7 @@ std::ptrdiff_t OutputStream::writeSome(std::string_view bytes) const {
 }
 
 std::ptrdiff_t OutputStream::writeLine(std::string_view line) const {
-  if (kind_ == Kind::pipe && pipeRoom(fd_) < line.size()) {
+  if (kind_ == Kind::pipe && pipeRoom(fd_) < std::min(line.size(), pipeCapacity(fd_))) {
     return -EAGAIN;
   }
   return writeSome(line);

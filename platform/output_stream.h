@@ -17,7 +17,8 @@ class OutputStream {
   /// Writes the first bytes, as many as the stream takes now.
   [[nodiscard]] std::ptrdiff_t writeSome(std::string_view bytes) const;
 
-  /// The same for a line that a pipe gets in one write or not at all.
+  /// The same for a line, of which a pipe gets no part before it has room for the whole. A line
+  /// that is longer than the pipe goes there by the pipeful.
   [[nodiscard]] std::ptrdiff_t writeLine(std::string_view line) const;
 
   /// Moves bytes from a pipe without a copy in this process. 0 means that the pipe has ended,

@@ -13,7 +13,7 @@ struct Pipe {
   Fd writeEnd;
 };
 
-/// A new pipe, or the system's words. Any thread.
+/// A new pipe, or the system's words.
 [[nodiscard]] std::expected<Pipe, Failure> makePipe();
 
 }  // namespace ferncrest

@@ -10,7 +10,7 @@
 namespace ferncrest {
 
 /// Unpredictable bytes from the operating system, fetched in batches so that most calls cost no
-/// system call. One thread.
+/// system call.
 class RandomBytes {
  public:
   using Block = std::array<std::uint8_t, 16>;

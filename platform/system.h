@@ -1,7 +1,6 @@
 #pragma once
 
-// What each operating system does in its own way; one source file a system answers. Any thread may
-// call, unless said otherwise.
+// What each operating system does in its own way; one source file a system answers.
 
 #include <spawn.h>
 #include <sys/types.h>
@@ -30,17 +29,23 @@ int keepOnlyStandardStreams(posix_spawn_file_actions_t& actions, short& flags);
 /// How many bytes, 0 at the end, or a negated errno value.
 std::ptrdiff_t readNow(int fd, char* buffer, std::size_t size);
 
-/// How many bytes a write to a pipe takes without waiting; 0 when it would wait. A write that would
-/// fail counts as one that takes bytes.
+/// How many bytes a write to a pipe takes without waiting; 0 when it would wait. A pipe that nobody
+/// reads any more has room for any number, since a write to it fails at once.
 std::size_t pipeRoom(int pipe);
+
+/// How many bytes pipeRoom gives for an empty pipe, at least.
+std::size_t pipeCapacity(int pipe);
 
 /// How many bytes the other side of a pipe or socket has not read yet; 0 where the system does not
 /// tell.
 std::size_t unreadBytes(int fd);
 
-/// Joins or leaves the class of processes that work in batches: when something wakes this process,
-/// the process that woke it is not interrupted.
-void setBatchClass(bool joined);
+/// Joins the class of processes that work in batches: when something wakes this process, the
+/// process that woke it is not interrupted. False where that makes no difference, or where the host
+/// has chosen a class already.
+bool joinBatchClass();
+/// Goes back to the usual class.
+void leaveBatchClass();
 
 /// A descriptor for poll that turns readable when the child has ended, owned by the caller; -1
 /// where the system gives none and the child must be asked for again and again.

@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <linux/sockios.h>
 #include <malloc.h>
+#include <poll.h>
 #include <sched.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
@@ -13,17 +14,17 @@
 #include <array>
 #include <cerrno>
 #include <climits>
+#include <cstdint>
 
-#include "platform/io.h"
 #include "platform/system.h"
 
 namespace ferncrest {
 
 namespace {
 
-bool isFile(int fd) {
+bool isPipeOrSocket(int fd) {
   struct stat status{};
-  return ::fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
+  return ::fstat(fd, &status) == 0 && (S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode));
 }
 
 }  // namespace
@@ -54,7 +55,7 @@ std::ptrdiff_t readNow(int fd, char* buffer, std::size_t size) {
   ssize_t count = ::preadv2(fd, &block, 1, -1, RWF_NOWAIT);
   int errorNumber = errno;
   // Refused for named pipes and terminals, and for a file whose bytes are on the disk alone.
-  if (count < 0 && errorNumber != EINTR && (errorNumber != EAGAIN || isFile(fd))) {
+  if (count < 0 && errorNumber != EINTR && (errorNumber != EAGAIN || !isPipeOrSocket(fd))) {
     count = ::read(fd, buffer, size);
     errorNumber = errno;
   }
@@ -62,14 +63,21 @@ std::ptrdiff_t readNow(int fd, char* buffer, std::size_t size) {
 }
 
 std::size_t pipeRoom(int pipe) {
-  if (!isWritable(pipe)) {
+  pollfd waiting{.fd = pipe, .events = POLLOUT, .revents = 0};
+  if (::poll(&waiting, 1, 0) <= 0) {
     return 0;
+  }
+  if ((waiting.revents & POLLERR) != 0) {
+    return SIZE_MAX;
   }
   int unread = 0;
   const bool isEmpty = ::ioctl(pipe, FIONREAD, &unread) == 0 && unread == 0;
-  const int capacity = isEmpty ? ::fcntl(pipe, F_GETPIPE_SZ) : -1;
   // The free room of a pipe in use is in whole pages, of which poll promises one.
-  return static_cast<std::size_t>(std::max(capacity, PIPE_BUF));
+  return isEmpty ? pipeCapacity(pipe) : PIPE_BUF;
+}
+
+std::size_t pipeCapacity(int pipe) {
+  return static_cast<std::size_t>(std::max(::fcntl(pipe, F_GETPIPE_SZ), PIPE_BUF));
 }
 
 std::size_t unreadBytes(int fd) {
@@ -78,12 +86,16 @@ std::size_t unreadBytes(int fd) {
   return isKnown ? static_cast<std::size_t>(std::max(count, 0)) : 0;
 }
 
-void setBatchClass(bool joined) {
+bool joinBatchClass() {
   const sched_param parameters{};
   // A host that chose another class than the usual one knows why; a refusal costs speed alone.
-  if (::sched_getscheduler(0) == (joined ? SCHED_OTHER : SCHED_BATCH)) {
-    ::sched_setscheduler(0, joined ? SCHED_BATCH : SCHED_OTHER, &parameters);
-  }
+  return ::sched_getscheduler(0) == SCHED_OTHER &&
+         ::sched_setscheduler(0, SCHED_BATCH, &parameters) == 0;
+}
+
+void leaveBatchClass() {
+  const sched_param parameters{};
+  ::sched_setscheduler(0, SCHED_OTHER, &parameters);
 }
 
 int openExitWatch(pid_t child) {

@@ -73,10 +73,17 @@ std::size_t pipeRoom(int pipe) {
   EV_SET(&wanted, pipe, EVFILT_WRITE, EV_ADD, 0, 0, nullptr);
   const timespec noTime{};
   const int count = queue.isOpen() ? ::kevent(queue.get(), &wanted, 1, &found, 1, &noTime) : -1;
-  if (count < 0 || (found.flags & (EV_ERROR | EV_EOF)) != 0) {
+  if (count < 0 || (found.flags & EV_ERROR) != 0) {
     return isWritable(pipe) ? PIPE_BUF : 0;
   }
+  if ((found.flags & EV_EOF) != 0) {
+    return SIZE_MAX;
+  }
   return count == 0 ? 0 : static_cast<std::size_t>(std::max<std::intptr_t>(found.data, 0));
+}
+
+std::size_t pipeCapacity(int /*pipe*/) {
+  return std::size_t{16} << 10U;  // the least; a pipe in use grows
 }
 
 std::size_t unreadBytes(int fd) {
@@ -87,7 +94,11 @@ std::size_t unreadBytes(int fd) {
   return isKnown ? static_cast<std::size_t>(std::max(count, 0)) : 0;
 }
 
-void setBatchClass(bool /*joined*/) {}  // there is none
+bool joinBatchClass() {
+  return false;  // there is none
+}
+
+void leaveBatchClass() {}
 
 int openExitWatch(pid_t child) {
   const int queue = ::kqueue();

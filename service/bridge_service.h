@@ -8,7 +8,7 @@
 
 namespace ferncrest {
 
-/// The state of the running service: one record a process, changed on the main thread only.
+/// The state of the running service: one record a process.
 struct BridgeService {
   /// The platform served, as the bytes of the command line.
   std::string platform;

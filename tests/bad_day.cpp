@@ -22,13 +22,15 @@
 
 // Loaded into the service before the system's libraries: from BAD_DAY_SEED on, calls are slow,
 // interrupted and give less than was asked for; the call number BAD_DAY_FAILS of those that can
-// fail does, and its name is written to the file BAD_DAY_REPORT.
+// fail does, and its name is written to the file BAD_DAY_REPORT; calls whose names are in
+// BAD_DAY_REFUSES are refused, as a sandbox refuses them.
 
 namespace {
 
 std::uint64_t seed = 0;
 long failing = 0;
 const char* report = nullptr;
+const char* refused = nullptr;
 std::atomic<std::uint64_t> draws = 0;
 std::atomic<long> calls = 0;
 
@@ -39,6 +41,7 @@ std::atomic<long> calls = 0;
   };
   failing = number("BAD_DAY_FAILS");
   report = ::getenv("BAD_DAY_REPORT");
+  refused = ::getenv("BAD_DAY_REFUSES");
   seed = static_cast<std::uint64_t>(number("BAD_DAY_SEED"));
   ::unsetenv("LD_PRELOAD");  // a backend has a good day
 }
@@ -77,6 +80,14 @@ bool isInterrupted() {
     return false;
   }
   errno = EINTR;
+  return true;
+}
+
+bool isRefused(const char* call, std::uint64_t oneIn) {
+  if ((refused == nullptr || std::strstr(refused, call) == nullptr) && !happens(oneIn)) {
+    return false;
+  }
+  errno = EPERM;
   return true;
 }
 
@@ -124,8 +135,7 @@ ssize_t preadv2(int fd, const iovec* blocks, int count, off_t offset, int flags)
   if (cannotTransfer(fd)) {
     return -1;
   }
-  if (happens(8)) {
-    errno = EOPNOTSUPP;
+  if (isRefused("preadv2", 8)) {
     return -1;
   }
   const iovec block{.iov_base = blocks->iov_base, .iov_len = someOf(blocks->iov_len)};
@@ -138,7 +148,7 @@ ssize_t splice(int in, off64_t* inOffset, int out, off64_t* outOffset, std::size
   if (isInterrupted()) {
     return -1;
   }
-  if (happens(30)) {
+  if (isRefused("splice", 30)) {
     errno = EINVAL;
     return -1;
   }
@@ -157,7 +167,6 @@ int poll(pollfd* waiting, nfds_t count, int timeout) {
   return result;
 }
 
-// A sandbox may refuse both of these.
 long syscall(long number, ...) noexcept {
   static const auto next = theSystems(&::syscall, "syscall");
   std::va_list rest;
@@ -168,8 +177,7 @@ long syscall(long number, ...) noexcept {
   }
   va_end(rest);
   dawdle();
-  if (number == SYS_pidfd_open && happens(3)) {
-    errno = EPERM;
+  if (number == SYS_pidfd_open && isRefused("pidfd_open", 3)) {
     return -1;
   }
   return next(number, values[0], values[1], values[2], values[3], values[4], values[5]);
@@ -181,11 +189,7 @@ int ioctl(int fd, unsigned long request, ...) noexcept {
   va_start(rest, request);
   void* const value = va_arg(rest, void*);
   va_end(rest);
-  if (happens(4)) {
-    errno = EPERM;
-    return -1;
-  }
-  return next(fd, request, value);
+  return isRefused("ioctl", 4) ? -1 : next(fd, request, value);
 }
 
 pid_t waitpid(pid_t pid, int* status, int options) {

@@ -121,6 +121,24 @@ TEST(BadDay, losesNoByteOfTheBackendOrOfTheStubAfterIt) {
   }
 }
 
+TEST(BadDay, servesInASandboxThatRefusesCalls) {
+  for (const std::string refused :
+       {"pidfd_open", "ioctl", "preadv2", "splice", "pidfd_open ioctl preadv2 splice"}) {
+    SCOPED_TRACE(refused);
+    BadDay service({{"BAD_DAY_REFUSES", refused}},
+                   "sleep 1000 & echo $!; head -n 1; head -c 100000 /dev/zero; exit 3");
+    const Guest heir(service->readLine());
+    service->write(connectRequest);
+    const std::string expected = connectRequest + std::string(100'000, '\0') + exitReport(3);
+    EXPECT_TRUE(service->readBytes(expected.size()) == expected);
+    service->write("not delivered\n" + connectRequest);
+    EXPECT_EQ(service->readBytes(takeover.size()), takeover);
+    EXPECT_EQ(service->readErrorLine(), notRunningLine(service.backend()));
+    service->closeInput();
+    EXPECT_EQ(service->wait(), 0);
+  }
+}
+
 // Runs the conversation with the first, second, ... call failing until none is left to fail.
 void failEachCall(const std::string& script, const std::function<Result(BadDay&)>& converse,
                   const std::string& delegated, const std::string& stub) {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/ioctl.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -230,9 +231,14 @@ std::string Service::readBytes(Stream& stream, std::size_t count) {
 
 int Service::wait() {
   int status = 0;
-  if (!eventually([&] { return ::waitpid(pid_, &status, WNOHANG) == pid_; })) {
+  rusage used{};
+  if (!eventually([&] { return ::wait4(pid_, &status, WNOHANG, &used) == pid_; })) {
     throw std::runtime_error("the service did not end before the deadline");
   }
+  const auto seconds = [](const timeval& time) {
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+  };
+  processorSeconds_ = seconds(used.ru_utime) + seconds(used.ru_stime);
   pid_ = -1;
   return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }

@@ -71,6 +71,9 @@ class Service {
   std::string readBytes(std::size_t count) { return readBytes(output_, count); }
   std::string readErrorBytes(std::size_t count) { return readBytes(errors_, count); }
 
+  /// After the end: the processor time that the service used, in seconds.
+  [[nodiscard]] double processorSeconds() const { return processorSeconds_; }
+
   /// Waits for the end: the exit status, or the negated number of the signal that ended it.
   int wait();
   /// Closes the input and waits.
@@ -103,6 +106,7 @@ class Service {
   Stream output_;
   Stream errors_;
   pid_t pid_ = -1;
+  double processorSeconds_ = 0;
 };
 
 /// Bytes that wait in a pipe or socket, asked at its read end.
