@@ -91,7 +91,7 @@ bool Relay::moveChunk() {
   } else if (moved == -EAGAIN) {
     // Which end is not ready the system does not say. The one that was waited for was, so now the
     // other one is waited for.
-    waitFor(awaited_ == End::source ? End::destination : End::source);
+    awaited_ = awaited_ == End::source ? End::destination : End::source;
   }
   movesInSystem_ = moved != -EINVAL;
   return moved >= 0 || moved == -EAGAIN || moved == -EINTR;
@@ -104,7 +104,7 @@ void Relay::readChunk() {
     chunk_ = {buffer_.data(), static_cast<std::size_t>(count)};
     take(chunk_.size());
   } else if (count == -EAGAIN || count == -EINTR) {
-    waitFor(End::source);
+    awaited_ = End::source;
   } else {
     source_.reset();
   }
@@ -131,21 +131,14 @@ std::size_t Relay::bytesDone(std::ptrdiff_t count, std::size_t size) {
   return count == -EAGAIN || count == -EINTR ? 0 : size;
 }
 
+// What limit() found is there already: a source with nothing more to read has ended, also where the
+// system refused to tell how much it held.
 void Relay::take(std::size_t count) {
   if (rest_) {
     *rest_ -= std::min(count, *rest_);
-    if (*rest_ == 0) {
+    if (*rest_ == 0 || !isReadable(source_.get())) {
       source_.reset();
     }
-  }
-}
-
-// Of what limit() found, all is there already: when nothing is left to read, the system had refused
-// to tell how much it was.
-void Relay::waitFor(End end) {
-  awaited_ = end;
-  if (rest_ && !isReadable(source_.get())) {
-    source_.reset();
   }
 }
 

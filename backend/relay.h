@@ -58,7 +58,6 @@ class Relay {
   void writeLine();
   std::size_t bytesDone(std::ptrdiff_t count, std::size_t size);
   void take(std::size_t count);
-  void waitFor(End end);
 
   Fd source_;
   OutputStream destination_;
