@@ -78,7 +78,9 @@ void checkEquality(const std::string& left, const std::string& right) {
   require(areEqual == (decomposed == normalized(right, UTF8PROC_DECOMPOSE)),
           "another library finds the same texts equal");
   require(canonicallyEqual(left, decomposed), "a text equals its decomposition");
-  require(canonicallyEqual(left, normalized(left, UTF8PROC_COMPOSE)),
+  // Behind a Hangul syllable utf8proc 2.8 loses the vowel U+11A7, whose number stands for "no final
+  // consonant" in the arithmetic of composition.
+  require(left.contains("\u11A7") || canonicallyEqual(left, normalized(left, UTF8PROC_COMPOSE)),
           "a text equals its composition");
 }
 
