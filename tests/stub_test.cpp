@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <ctime>
 #include <functional>
 #include <set>
@@ -144,7 +145,9 @@ TEST(Stub, givesEachMessageItsOwnIdentifier) {
 
 TEST(Stub, stampsMessagesWithTheTimeInUtc) {
   const auto now = [] {
-    const std::time_t time = std::time(nullptr);
+    // Not std::time, whose clock may lag behind the exact one by a few milliseconds.
+    using std::chrono::system_clock;
+    const std::time_t time = system_clock::to_time_t(system_clock::now());
     std::tm parts{};
     char text[21];
     std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", ::gmtime_r(&time, &parts));
