@@ -24,6 +24,10 @@ struct Field {
   Value Record::* member;
 };
 
+// Compilers before clang 17 do not derive this guide for an aggregate by themselves.
+template <typename Record, typename Value>
+Field(std::string_view, Value Record::*) -> Field<Record, Value>;
+
 template <typename Type>
 struct Schema;
 
