@@ -99,7 +99,7 @@ END {
   split_target(targets[1], part)
   reference = part[4]
   unpinnedToo = (("unpinned", subject) in turns)
-  printf "\n%-38s %10s %7s %8s %10s", title, unit, "spread", "ratio", unit == "MiB" ? "" : "CPU us"
+  printf "\n%-38s %10s %7s %8s %10s", title, unit, "spread", "ratio", (unit == "MiB" ? "" : "CPU us")
   print unpinnedToo ? sprintf("   | unpinned %6s %8s %10s", "spread", "ratio", "CPU us") : ""
   for (i = 1; i <= nameCount; ++i) {
     name = names[i]
