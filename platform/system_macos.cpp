@@ -28,8 +28,8 @@ void* resizePages(void* pages, std::size_t oldSize, std::size_t newSize) {
   }
   // Copies by sharing the pages until one side writes, so no second copy takes memory.
   const kern_return_t copied =
-      ::vm_copy(::mach_task_self(), reinterpret_cast<vm_address_t>(pages),
-                std::min(oldSize, newSize), reinterpret_cast<vm_address_t>(moved));
+      ::vm_copy(mach_task_self(), reinterpret_cast<vm_address_t>(pages), std::min(oldSize, newSize),
+                reinterpret_cast<vm_address_t>(moved));
   if (copied != KERN_SUCCESS) {
     ::munmap(moved, newSize);
     errno = ENOMEM;

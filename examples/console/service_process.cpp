@@ -47,8 +47,9 @@ class SpawnPlan {
     ::posix_spawn_file_actions_init(&actions_);
     ::posix_spawnattr_init(&attributes_);
     sigset_t broken{};
-    ::sigemptyset(&broken);
-    ::sigaddset(&broken, SIGPIPE);
+    // Without "::": macOS has these two as macros.
+    sigemptyset(&broken);
+    sigaddset(&broken, SIGPIPE);
     ::posix_spawnattr_setsigdefault(&attributes_, &broken);
     // A process group of its own: Ctrl-C reaches this host alone, which then ends the service.
     ::posix_spawnattr_setpgroup(&attributes_, 0);
