@@ -46,7 +46,9 @@ std::string withoutIds(const std::string& output) {
 class BadDay {
  public:
   BadDay(Environment kind, const std::string& script) {
-    kind.insert({{"LD_PRELOAD", BAD_DAY_PATH},
+    // Name and directory apart: in LD_PRELOAD a space ends a name.
+    kind.insert({{"LD_PRELOAD", BAD_DAY_NAME},
+                 {"LD_LIBRARY_PATH", BAD_DAY_DIRECTORY},
                  {"ASAN_OPTIONS", "verify_asan_link_order=0"},
                  {"BAD_DAY_REPORT", report_}});
     if (!script.empty()) {

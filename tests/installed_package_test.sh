@@ -1,9 +1,12 @@
 #!/usr/bin/env bash
-# Installs the build in $1 and builds the program on the library's page with the compiler $2 and the
-# installed copy, found through CMake and through pkg-config.
+# Installs the build in $1 and builds the program on the library's page with the installed copy, found
+# through CMake and through pkg-config: with the compiler $2, its flag for the language's standard $3 and
+# CMake's generator $4.
 set -euo pipefail
 build=$1
 compiler=$2
+standard=$3
+generator=$4
 tests=$(cd "$(dirname "$0")" && pwd)
 workspace=$(mktemp -d)
 trap 'rm -rf "$workspace"' EXIT
@@ -43,19 +46,19 @@ env -i installed/bin/FerncrestBridgeService 2>/dev/null || status=$?
 mkdir consumer
 block cmake >consumer/CMakeLists.txt
 block cpp >consumer/main.cpp
-cmake -S consumer -B by-cmake -DCMAKE_PREFIX_PATH="$installed" -DCMAKE_CXX_COMPILER="$compiler" \
-  -DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF >/dev/null
+cmake -S consumer -B by-cmake -G "$generator" -DCMAKE_PREFIX_PATH="$installed" \
+  -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF >/dev/null
 cmake --build by-cmake >/dev/null
 expect_to_connect by-cmake/first_host
 
 PKG_CONFIG_PATH=$(dirname "$(find "$installed" -name ferncrest-bridge.pc)")
 export PKG_CONFIG_PATH
 read -ra flags < <(pkg-config --cflags --libs ferncrest-bridge)
-"$compiler" -std=c++23 consumer/main.cpp "${flags[@]}" -o by-pkgconfig
+"$compiler" "$standard" consumer/main.cpp "${flags[@]}" -o by-pkgconfig
 expect_to_connect ./by-pkgconfig
 
 # The installed examples can be built as they are.
-cmake -S installed/share/doc/ferncrest-bridge/examples -B examples -G Ninja \
+cmake -S installed/share/doc/ferncrest-bridge/examples -B examples -G "$generator" \
   -DCMAKE_PREFIX_PATH="$installed" -DCMAKE_CXX_COMPILER="$compiler" \
   -DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF >/dev/null
 cmake --build examples >/dev/null
