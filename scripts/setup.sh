@@ -1,6 +1,16 @@
 # shellcheck shell=bash
-# Shared by the commands beside this file: finding what is missing, installing it, building.
-# All that is said here goes to standard error, and standard input is left alone.
+# Shared by the commands beside this file: their help, finding what is missing, installing it,
+# building. Help aside, all that is said here goes to standard error, and standard input is left alone.
+
+# show_help: the comment at the head of the command that reads this file.
+show_help() {
+  sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0"
+}
+
+if [ "${1:-}" = --help ]; then
+  show_help
+  exit
+fi
 
 CDPATH="" cd -- "$(dirname "${BASH_SOURCE[0]}")/.." || exit 1
 
@@ -21,6 +31,8 @@ as_root() {
   if [ "$(id -u)" -eq 0 ]; then "$@"; else sudo "$@"; fi
 }
 
+has() { command -v "$1" >/dev/null; }
+
 installed_packages() {
   if [ "$(uname)" = Darwin ]; then
     brew list --formula -1
@@ -36,18 +48,30 @@ need() {
   for package in "$@"; do
     grep -qxF "$package" <<<"$installed" || absent+=("$package")
   done
-  if [ "${#absent[@]}" -gt 0 ]; then
-    printf 'Installing %s\n' "${absent[*]}" >&2
-    install_packages "${absent[@]}" </dev/null >&2
+  if [ "${#absent[@]}" -gt 0 ] && ! install_packages "${absent[@]}" </dev/null >&2; then
+    printf 'Install these packages of %s first, or build with the CMake commands in README.md: %s\n' \
+      "$([ "$(uname)" = Darwin ] && echo Homebrew || echo Debian)" "${absent[*]}" >&2
+    exit 1
+  fi
+}
+
+# can_install: whether there is a package manager, and the right to use it.
+can_install() {
+  if [ "$(uname)" = Darwin ]; then
+    has brew
+  else
+    has apt-get && { [ "$(id -u)" -eq 0 ] || has sudo; }
   fi
 }
 
 install_packages() {
+  can_install || return
+  printf 'Installing %s\n' "$*"
   if [ "$(uname)" = Darwin ]; then
     brew install --quiet "$@"
   else
-    as_root apt-get update -qq
-    as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "$@"
+    as_root apt-get update -qq &&
+      as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "$@"
   fi
 }
 
