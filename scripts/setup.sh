@@ -75,6 +75,14 @@ install_packages() {
   fi
 }
 
+# only_on_linux REASON: ends the command elsewhere.
+only_on_linux() {
+  if [ "$(uname)" != Linux ]; then
+    printf '%s Run it on Debian 12.\n' "$1" >&2
+    exit 1
+  fi
+}
+
 # quietly COMMAND...: shows what the command prints only if it fails.
 quietly() {
   local output
