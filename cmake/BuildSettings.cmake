@@ -6,6 +6,8 @@ set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
 
+include(CheckCXXSourceCompiles)
+
 set(FERNCREST_SANITIZE "" CACHE STRING "Sanitizers to build with, for instance address,undefined")
 
 # Exported as well: of this, what uses the installed library gets what the library cannot do without.
@@ -14,6 +16,36 @@ target_compile_features(ferncrest_settings INTERFACE cxx_std_23)
 target_include_directories(ferncrest_settings INTERFACE "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>")
 target_compile_options(ferncrest_settings INTERFACE "$<BUILD_INTERFACE:-Wall;-Wextra;-Wpedantic>"
   "$<BUILD_INTERFACE:-Wconversion;-Wshadow;-fstack-protector-strong>")
+# Checks in the standard library, g++'s and clang's, that cost next to nothing.
+target_compile_definitions(ferncrest_settings INTERFACE
+  "$<BUILD_INTERFACE:_GLIBCXX_ASSERTIONS>"
+  "$<BUILD_INTERFACE:_LIBCPP_HARDENING_MODE=_LIBCPP_HARDENING_MODE_FAST>")
+
+# The highest level that compiles without a warning: one that differs from what a distributor has set
+# warns, and so does one that the C library does not know.
+function(ferncrest_fortify)
+  foreach(level IN ITEMS 3 2)
+    set(CMAKE_REQUIRED_FLAGS "-O2 -Werror -D_FORTIFY_SOURCE=${level}")
+    check_cxx_source_compiles("#include <cstring>
+int main() {}" FERNCREST_FORTIFY_${level})
+    if(FERNCREST_FORTIFY_${level})
+      target_compile_definitions(ferncrest_settings INTERFACE
+        "$<BUILD_INTERFACE:$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:_FORTIFY_SOURCE=${level}>>")
+      return()
+    endif()
+  endforeach()
+endfunction()
+
+# What ships. A binary is the same in whichever folder it is built.
+function(ferncrest_harden)
+  ferncrest_fortify()
+  target_compile_options(ferncrest_settings INTERFACE
+    "$<BUILD_INTERFACE:$<$<NOT:$<CONFIG:Debug>>:-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.>>")
+  if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
+    target_compile_options(ferncrest_settings INTERFACE
+      "$<BUILD_INTERFACE:-fstack-clash-protection>")
+  endif()
+endfunction()
 
 if(FERNCREST_SANITIZE)
   # Instrumented, g++ takes values in the library's own headers for uninitialized.
@@ -21,19 +53,18 @@ if(FERNCREST_SANITIZE)
     -fsanitize=${FERNCREST_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1
     $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
   target_link_options(ferncrest_settings INTERFACE -fsanitize=${FERNCREST_SANITIZE})
-elseif(CMAKE_BUILD_TYPE STREQUAL "Release")
-  target_compile_options(ferncrest_settings INTERFACE
-    "$<BUILD_INTERFACE:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
+else()
+  ferncrest_harden()
+endif()
+
+if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
+  target_link_options(ferncrest_settings INTERFACE "$<BUILD_INTERFACE:LINKER:-z,relro,-z,now>"
+    "$<BUILD_INTERFACE:$<IF:$<BOOL:$<TARGET_PROPERTY:FERNCREST_STATIC>>,-static-pie,-pie>>")
 endif()
 
 # The program ships inside another product, so nothing may have to be installed beside it.
 function(ferncrest_standalone target)
-  if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
-    if(FERNCREST_SANITIZE)
-      target_link_options(${target} PRIVATE -pie)
-    else()
-      target_link_options(${target} PRIVATE -static-pie)
-    endif()
-    target_link_options(${target} PRIVATE LINKER:-z,relro,-z,now)
+  if(NOT FERNCREST_SANITIZE)
+    set_target_properties(${target} PROPERTIES FERNCREST_STATIC ON)
   endif()
 endfunction()
