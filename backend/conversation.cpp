@@ -96,7 +96,7 @@ bool Conversation::wait(pollfd wanted, milliseconds timeout) {
     return false;
   }
   if (child_ && (waiting[1].revents != 0 || exitFd < 0)) {
-    noticeEnd();
+    noticeEnd(*child_);
   }
   stepIfReady(output_, waiting[2]);
   stepIfReady(errors_, waiting[3]);
@@ -147,8 +147,8 @@ void Conversation::readInput() {
   }
 }
 
-void Conversation::noticeEnd() {
-  if (const auto terminationStatus = child_->reapIfEnded()) {
+void Conversation::noticeEnd(ChildProcess& child) {
+  if (const auto terminationStatus = child.reapIfEnded()) {
     child_.reset();
     if (onEnd_) {
       onEnd_(*terminationStatus);

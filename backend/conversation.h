@@ -59,7 +59,7 @@ class Conversation {
 
  private:
   void readInput();
-  void noticeEnd();
+  void noticeEnd(ChildProcess& child);
   [[nodiscard]] bool looksByTime() const;
   [[nodiscard]] std::size_t outstanding() const;
 

@@ -7,7 +7,7 @@
 #include "protocol/decoding_error.h"
 #include "protocol/envelope.h"
 
-// Envelopes to their exact JSON text and back. Nothing is kept between calls, so any thread may call.
+// Envelopes to their exact JSON text and back. Nothing is kept between calls.
 
 namespace ferncrest {
 
