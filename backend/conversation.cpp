@@ -160,7 +160,7 @@ bool Conversation::looksByTime() const {
   return (child_ && child_->exitFd() < 0) || output_.isHeldBack() || errors_.isHeldBack();
 }
 
-std::size_t Conversation::outstanding() const {
+std::size_t Conversation::outstanding() {
   return output_.outstanding() + errors_.outstanding();
 }
 

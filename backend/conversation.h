@@ -61,7 +61,7 @@ class Conversation {
   void readInput();
   void noticeEnd(ChildProcess& child);
   [[nodiscard]] bool looksByTime() const;
-  [[nodiscard]] std::size_t outstanding() const;
+  [[nodiscard]] std::size_t outstanding();
 
   LineBuffer& input_;
   Relay output_;

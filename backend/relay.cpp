@@ -63,7 +63,7 @@ void Relay::step() {
   }
 }
 
-std::size_t Relay::outstanding() const {
+std::size_t Relay::outstanding() {
   if (isDone()) {
     return 0;
   }

@@ -44,7 +44,7 @@ class Relay {
 
   /// After limit(): the bytes that the host has not read, those in its stream included. Shrinks
   /// when the host reads, and only then. 0 when done.
-  [[nodiscard]] std::size_t outstanding() const;
+  [[nodiscard]] std::size_t outstanding();
 
  private:
   enum class End { source, destination };

@@ -39,7 +39,8 @@ Fd reopenedTerminal(int fd) {
 
 }  // namespace
 
-OutputStream::OutputStream(int fd) : fd_(fd), kind_(kindOf(fd)) {
+OutputStream::OutputStream(int fd)
+    : fd_(fd), kind_(kindOf(fd)), tellsUnread_(kind_ == Kind::pipe || kind_ == Kind::socket) {
   if (kind_ == Kind::terminal) {
     own_ = reopenedTerminal(fd);
   }
@@ -100,8 +101,11 @@ std::ptrdiff_t OutputStream::moveFrom(int pipe, std::size_t most) const {
   return kind_ == Kind::pipe ? moveBytes(pipe, fd_, most) : -EINVAL;
 }
 
-std::size_t OutputStream::unread() const {
-  return kind_ == Kind::pipe || kind_ == Kind::socket ? unreadBytes(fd_) : 0;
+std::size_t OutputStream::unread() {
+  const auto count = tellsUnread_ ? unreadBytes(fd_) : std::nullopt;
+  // Never asked again after a refusal: an answer now and then would look like a host that reads.
+  tellsUnread_ = count.has_value();
+  return count.value_or(0);
 }
 
 }  // namespace ferncrest

@@ -28,8 +28,8 @@ class OutputStream {
   /// False for a stream that was not opened for writing; poll would wait for it for ever.
   [[nodiscard]] bool isOpenForWriting() const { return kind_ != Kind::unwritable; }
 
-  /// Bytes that the host has not read yet; 0 where the system cannot tell.
-  [[nodiscard]] std::size_t unread() const;
+  /// Bytes that the host has not read yet; 0 where the system does not tell.
+  [[nodiscard]] std::size_t unread();
 
   /// To wait for room with poll. A long line may have to wait for more than that.
   [[nodiscard]] int fd() const { return own_.isOpen() ? own_.get() : fd_; }
@@ -41,6 +41,7 @@ class OutputStream {
 
   int fd_;
   Kind kind_;
+  bool tellsUnread_;
   Fd own_;  // a terminal, opened again in non-blocking mode
 };
 

@@ -36,9 +36,9 @@ std::size_t pipeRoom(int pipe);
 /// How many bytes pipeRoom gives for an empty pipe, at least.
 std::size_t pipeCapacity(int pipe);
 
-/// How many bytes the other side of a pipe or socket has not read yet; 0 where the system does not
-/// tell.
-std::size_t unreadBytes(int fd);
+/// How many bytes the other side of a pipe or socket has not read yet; nothing where the system
+/// does not tell.
+std::optional<std::size_t> unreadBytes(int fd);
 
 /// Joins the class of processes that work in batches: when something wakes this process, the
 /// process that woke it is not interrupted. False where that makes no difference, or where the host

@@ -80,10 +80,10 @@ std::size_t pipeCapacity(int pipe) {
   return static_cast<std::size_t>(std::max(::fcntl(pipe, F_GETPIPE_SZ), PIPE_BUF));
 }
 
-std::size_t unreadBytes(int fd) {
+std::optional<std::size_t> unreadBytes(int fd) {
   int count = 0;
   const bool isKnown = ::ioctl(fd, SIOCOUTQ, &count) == 0 || ::ioctl(fd, FIONREAD, &count) == 0;
-  return isKnown ? static_cast<std::size_t>(std::max(count, 0)) : 0;
+  return isKnown ? std::optional(static_cast<std::size_t>(std::max(count, 0))) : std::nullopt;
 }
 
 bool joinBatchClass() {

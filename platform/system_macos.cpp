@@ -86,12 +86,12 @@ std::size_t pipeCapacity(int /*pipe*/) {
   return std::size_t{16} << 10U;  // the least; a pipe in use grows
 }
 
-std::size_t unreadBytes(int fd) {
+std::optional<std::size_t> unreadBytes(int fd) {
   int count = 0;
   socklen_t size = sizeof count;
   // Nothing tells it of a pipe's write end.
   const bool isKnown = ::getsockopt(fd, SOL_SOCKET, SO_NWRITE, &count, &size) == 0;
-  return isKnown ? static_cast<std::size_t>(std::max(count, 0)) : 0;
+  return isKnown ? std::optional(static_cast<std::size_t>(std::max(count, 0))) : std::nullopt;
 }
 
 bool joinBatchClass() {
