@@ -12,14 +12,15 @@ namespace ferncrest {
 ChildProcess::ChildProcess(pid_t pid) : pid_(pid), exitWatch_(openExitWatch(pid)) {}
 
 std::optional<int> ChildProcess::reapIfEnded() {
-  // Waits where the descriptor has spoken: that may come a moment before the child can be reaped.
-  const int options = exitWatch_.isOpen() ? 0 : WNOHANG;
   int status = 0;
   pid_t pid = 0;
   do {
-    pid = ::waitpid(pid_, &status, options);
+    pid = ::waitpid(pid_, &status, WNOHANG);
   } while (pid < 0 && errno == EINTR);
   if (pid == 0) {
+    // The descriptor may speak before the child can be reaped: by a moment, or for as long as a
+    // debugger holds the dead child. From here on only asking helps.
+    exitWatch_.reset();
     return std::nullopt;
   }
   if (pid != pid_) {

@@ -22,8 +22,8 @@ namespace {
 // a slow reader read.
 constexpr std::size_t socketPiece = std::size_t{8} << 10U;
 
-// A blocking terminal says that it is ready when it has room for a few bytes.
-constexpr std::size_t terminalPiece = 64;
+// A blocking terminal promises room for no more.
+constexpr std::size_t terminalPiece = 1;
 
 // Poll finds a terminal ready, and a write to it waits all the same: it takes a description of our
 // own to write without waiting and without a change to the host's.
