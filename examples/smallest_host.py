@@ -2,7 +2,7 @@
 """The smallest host. smallest_host.py SERVICE sends one message and prints what comes back."""
 import json, os, secrets, subprocess, sys, tempfile
 
-with tempfile.NamedTemporaryFile("w") as file:  # readable for this user alone
+with tempfile.NamedTemporaryFile("w") as file:  # readable only by this user
     os.environ["FERNCREST_HELPER_LAUNCH_TOKEN"] = token = secrets.token_hex(32)
     os.environ["FERNCREST_HELPER_LAUNCH_TOKEN_FILE"] = file.name
     print(token, file=file, flush=True)
@@ -11,7 +11,7 @@ with tempfile.NamedTemporaryFile("w") as file:  # readable for this user alone
     def send(request, **fields):
         line = json.dumps({request: {"_0": {"platform": "whatsapp", **fields}}}) + "\n"
         service.stdin.write(line.encode())
-        service.stdin.flush()  # or the line may stay in this process
+        service.stdin.flush()  # otherwise the line may stay in a buffer
 
     for event in map(json.loads, service.stdout):
         if "hello" in event:
@@ -21,5 +21,5 @@ with tempfile.NamedTemporaryFile("w") as file:  # readable for this user alone
             send("sendMessage", message={"conversationId": "family", "text": "Dinner is ready"})
         elif "inboundEvent" in event:
             print("Received", event["inboundEvent"]["_0"]["event"]["text"])
-            service.stdin.close()  # which ends the service
+            service.stdin.close()  # end of input ends the service
 sys.exit(service.wait())
