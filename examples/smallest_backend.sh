@@ -1,5 +1,5 @@
 #!/bin/sh
-# The smallest backend: it greets, connects and echoes. Needs jq.
+# The smallest backend: sends hello, connects and echoes messages. Needs jq.
 exec jq -nRc --unbuffered 'env.FERNCREST_MANAGED_BRIDGE_PLATFORM as $platform |
   {hello: {_0: {$platform, bridgeVersion: "smallest-1"}}},
   (inputs | (fromjson | select(any(.[]; ._0?.platform? == $platform)) |

@@ -1,5 +1,5 @@
-// A backend to start from. The bridge service starts it with "--stdio --platform NAME" and passes
-// every line between it and the host; the environment names its platform and its data directory.
+// A backend to start from. The bridge service starts it with "--stdio --platform NAME" and relays
+// between it and the host; environment variables give its platform and its data directory.
 // Replace the answers by those of a messaging network.
 
 #include <array>
@@ -92,7 +92,7 @@ Conversation conversationOf(const BridgeTestOnlyScope& scope) {
   return {"example-test", scope.title};
 }
 
-// A real backend delivers what arrives from now on; this one says hello in the conversation.
+// A real backend delivers the messages that arrive from now on; this one delivers a single message.
 Outcome answer(Backend& /*backend*/, const BridgeStartListeningRequest& request) {
   const auto conversation =
       std::visit([](const auto& scope) { return conversationOf(scope); }, request.scope);
@@ -110,7 +110,7 @@ Outcome answer(Backend& backend, const BridgeSendMessageRequest& request) {
 template <typename Record>
 concept Answered = requires(Backend& backend, const Record& record) { answer(backend, record); };
 
-// Ignores what is meant for another platform, and what needs no answer.
+// Ignores requests for another platform, and messages that need no answer.
 Outcome answerLine(Backend& backend, std::string_view text) {
   const auto envelope = decodeEnvelope(text);
   if (!envelope) {
@@ -155,8 +155,8 @@ int runBackend() {
   const std::string directory(valueOf(environment, "FERNCREST_MANAGED_BRIDGE_DATA_DIR"));
   if (directory.empty()) {
     std::fputs(
-        "The bridge service starts this program: name it in "
-        "FERNCREST_MANAGED_BRIDGE_BACKEND_PATH.\n",
+        "This program is started by the bridge service: set "
+        "FERNCREST_MANAGED_BRIDGE_BACKEND_PATH to its path.\n",
         stderr);
     return exitUsage;
   }

@@ -28,8 +28,8 @@ MessageCount::MessageCount(const std::string& directory) : path_(directory + "/s
 }
 
 Outcome MessageCount::increment() {
-  // SIGTERM ends this process at once, wherever it is: the file is replaced as a whole, so that it
-  // always holds the old count or the new one.
+  // SIGTERM can end this process at any point. rename replaces the file atomically, so it always
+  // holds either the old count or the new one.
   const std::string replacement = path_ + ".new";
   if (Outcome written = writeFile(replacement, std::to_string(value_ + 1) + "\n"); !written) {
     return written;

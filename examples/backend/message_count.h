@@ -7,16 +7,16 @@
 
 namespace ferncrest {
 
-/// How many messages this backend has sent since its data directory was made: an example of
-/// something that outlives the process.
+/// How many messages this backend has sent since its data directory was created: an example of data
+/// that outlives the process.
 class MessageCount {
  public:
-  /// Goes on from the count in `directory`, which must exist, or from 0.
+  /// Starts from the count stored in `directory`, which must exist, or from 0.
   explicit MessageCount(const std::string& directory);
 
   [[nodiscard]] std::uint64_t value() const { return value_; }
 
-  /// Counts one more message, or says why that could not be kept.
+  /// Adds one and stores the count, or says why it could not be stored.
   Outcome increment();
 
  private:

@@ -41,7 +41,7 @@ std::string_view mediaTypeOf(std::string extension) {
   return "application/octet-stream";
 }
 
-// The protocol fixes no kinds; these are the ones that messaging platforms tell apart.
+// The protocol has no fixed set of kinds; messaging platforms distinguish these.
 std::string_view kindOf(std::string_view mediaType) {
   for (const std::string_view kind : {"image", "audio", "video"}) {
     if (mediaType.starts_with(kind)) {

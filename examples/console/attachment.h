@@ -9,10 +9,10 @@
 
 namespace ferncrest {
 
-/// `bytes` in base64, padded, in one line.
+/// `bytes` in base64, padded, without line breaks.
 std::string base64(std::string_view bytes);
 
-/// The file at `path` with its content, kind and media type, or why it cannot be attached.
+/// An attachment with the content, kind and media type of the file at `path`, or why not.
 std::expected<BridgeAttachment, Failure> readAttachment(const std::string& path);
 
 }  // namespace ferncrest

@@ -19,7 +19,7 @@ std::unexpected<Failure> instead(const std::string& sentence) {
   return std::unexpected(Failure{sentence});
 }
 
-// Takes the first word, or what stands between a first pair of quotation marks.
+// Removes the first word, or the text in a first pair of quotation marks, and returns it.
 std::string takeWord(std::string_view& rest) {
   rest = trimmed(rest);
   const bool quoted = rest.starts_with('"') && rest.find('"', 1) != std::string_view::npos;
@@ -77,14 +77,14 @@ Parsed parseListen(std::string_view arguments, const std::string& platform) {
 Parsed parseSend(std::string_view arguments, const std::string& platform) {
   BridgeOutboundMessage message;
   std::vector<BridgeAttachment> attachments;
-  // An ID that begins like an option goes in quotation marks.
+  // An ID that begins with "--" has to be put in quotation marks.
   while (arguments.starts_with("--")) {
     const std::string option = takeWord(arguments);
     if (option != "--reply-to" && option != "--file") {
-      return instead("There is no option " + option + " for send. Type help for those there are.");
+      return instead("There is no option " + option + " for send. Type help for a list.");
     }
     if (arguments.empty()) {
-      return instead("The option " + option + " needs a value. Type help to see which.");
+      return instead("The option " + option + " needs a value. Type help for details.");
     }
     std::string value = takeWord(arguments);
     if (option == "--reply-to") {
@@ -149,11 +149,11 @@ std::string_view commandHelp() {
          "  send [OPTION]... ID TEXT send a message to a conversation\n"
          "    --reply-to MESSAGE     ... as an answer to this one\n"
          "    --file PATH            ... with this file\n"
-         "  raw LINE, or {...}       send a line of the protocol as it is\n"
+         "  raw LINE, or {...}       send this line to the service unchanged\n"
          "  help, ?                  show these commands\n"
          "  quit, exit               end, like Ctrl-D\n"
-         "Messages end with [CONVERSATION MESSAGE]: the IDs to answer with.\n"
-         "An ID or a path with spaces goes in \"quotation marks\".\n";
+         "Messages are shown with [CONVERSATION MESSAGE] at the end: the IDs to answer with.\n"
+         "Put an ID or a path with spaces in \"quotation marks\".\n";
 }
 
 std::expected<Command, Failure> parseCommand(std::string_view line, const std::string& platform) {
@@ -163,7 +163,7 @@ std::expected<Command, Failure> parseCommand(std::string_view line, const std::s
   const std::string name = takeWord(line);
   const auto* const command = std::ranges::find(commandParsers, name, &CommandParser::name);
   if (command == commandParsers.end()) {
-    return instead("There is no command '" + name + "'. Type help for those there are.");
+    return instead("There is no command '" + name + "'. Type help for a list.");
   }
   return command->parse(line, platform);
 }

@@ -10,7 +10,7 @@
 
 namespace ferncrest {
 
-/// A line that goes to the service as it was typed.
+/// A line to send to the service as it was typed.
 struct RawLine {
   std::string text;
 };
@@ -19,14 +19,14 @@ struct ShowHelp {};
 
 struct Quit {};
 
-/// What a typed line asks for; an envelope is to be sent.
+/// A parsed line; an envelope is a request to send.
 using Command = std::variant<BridgeEnvelope, RawLine, ShowHelp, Quit>;
 
-/// The commands and their arguments, one a line.
+/// The commands and their arguments, one per line.
 std::string_view commandHelp();
 
-/// Understands a line that is not blank and is valid UTF-8; requests are made for `platform`.
-/// A failure says what to type instead. Reads the files that are to be attached.
+/// Parses `line`, valid UTF-8 and not blank; requests are for `platform`. Reads the files that are
+/// to be attached. The failure says what to type instead.
 std::expected<Command, Failure> parseCommand(std::string_view line, const std::string& platform);
 
 }  // namespace ferncrest

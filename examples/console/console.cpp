@@ -22,8 +22,8 @@ namespace ferncrest {
 
 namespace {
 
-constexpr int patience = 5000;  // milliseconds of silence before a service that is to end is killed
-constexpr std::size_t backlog = std::size_t{1} << 20U;  // bytes not yet taken by the service
+constexpr int patience = 5000;  // milliseconds without output until an ending service is killed
+constexpr std::size_t backlog = std::size_t{1} << 20U;  // unsent bytes at which commands wait
 
 bool isEditable(const Environment& environment) {
   const std::string_view terminal = valueOf(environment, "TERM");
@@ -48,7 +48,7 @@ std::string timeOfDay() {
   return {text.data(), std::strftime(text.data(), text.size(), "%H:%M:%S", &local)};
 }
 
-// Takes over what is there; false at the end of the stream.
+// Reads what is there; false at the end of the stream.
 bool readInto(LineBuffer& lines, int fd) {
   lines.add(readSome(fd, lines.room()).value_or(0));
   return !lines.hasEnded();
@@ -64,7 +64,7 @@ Console::Console(ServiceProcess& service, int signals, std::string_view platform
     editor_.emplace(escaped(platform_, style_) + "> ");
     show("Type help for the commands; quit or Ctrl-D ends.\n");
     if (!style_.unicode) {
-      show("Only ASCII can be typed: the locale is not a UTF-8 one.\n");
+      show("Only ASCII can be typed: the locale is not UTF-8.\n");
     }
   }
 }
@@ -79,7 +79,7 @@ ConsoleEnd Console::run() {
   return end_;
 }
 
-// One wait and what it brought; false when there is nothing more to wait for.
+// Waits once and handles what is ready; false when there is nothing more to wait for.
 bool Console::step() {
   const int commands = takesCommands() ? standardInput : -1;
   const int requests = hasRequests() ? service_.requests.get() : -1;
@@ -111,7 +111,7 @@ bool Console::takesCommands() const {
   return !end_.wasAsked && requests_.size() - sent_ < backlog;
 }
 
-// False when the user will not wait for the end any longer.
+// False at a second signal that asks to end: the user does not want to wait for the service.
 bool Console::handleSignals() {
   while (const auto signal = takeSignal(signals_)) {
     if (*signal == SIGWINCH || *signal == SIGCONT) {
@@ -173,7 +173,7 @@ void Console::perform(Quit /*quit*/) {
   askToEnd();
 }
 
-// Writes what the pipe takes now; poll tells when it takes more.
+// Writes as much as the pipe takes now; poll reports when it takes more.
 void Console::sendRequests() {
   while (hasRequests()) {
     const ssize_t count =
@@ -185,7 +185,7 @@ void Console::sendRequests() {
       return;
     }
     if (count < 0) {
-      break;  // the service has gone: the end of its events tells
+      break;  // the service has closed its input; the end of its output will end this console
     }
     sent_ += static_cast<std::size_t>(count);
   }
@@ -217,7 +217,7 @@ void Console::readDiagnostics() {
   }
 }
 
-// The end of its input asks the service to end; what was typed before still goes there first.
+// The service ends at the end of its input, which is closed once all requests have been written.
 void Console::askToEnd() {
   end_.wasAsked = true;
   editor_.reset();

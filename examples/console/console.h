@@ -14,22 +14,22 @@
 
 namespace ferncrest {
 
-/// How a console came to its end.
+/// How a console ended.
 struct ConsoleEnd {
-  int signal = 0;                       ///< the signal that asked for it, or 0
+  int signal = 0;                       ///< the signal that asked it to end, or 0
   bool wasAsked = false;                ///< by the user, a signal or the end of the commands
-  bool commandsFailed = false;          ///< a command was not understood
+  bool commandsFailed = false;          ///< a command was not valid
   std::optional<Failure> outputFailed;  ///< why events could not be shown any more
 };
 
-/// The conversation between a person, or a pipe with commands, and a running service.
+/// Passes commands from a terminal or a pipe to a running service, and shows its events.
 class Console {
  public:
-  /// `signals` is the pipe at which signals arrive.
+  /// `signals` is the descriptor from openSignalPipe.
   Console(ServiceProcess& service, int signals, std::string_view platform);
 
-  /// Shows events and sends commands until the service has closed its streams, or is silent for
-  /// too long after it was asked to end.
+  /// Shows events and sends commands until the service has closed its streams, or has been silent
+  /// for 5 seconds after it was asked to end.
   ConsoleEnd run();
 
  private:
@@ -57,8 +57,8 @@ class Console {
   LineBuffer commands_;
   LineBuffer events_;
   LineBuffer diagnostics_;
-  std::string requests_;  // on their way to the service
-  std::size_t sent_ = 0;  // bytes of them
+  std::string requests_;  // not yet written to the service
+  std::size_t sent_ = 0;  // bytes at the front of requests_ that have been written
   ConsoleEnd end_;
 };
 

@@ -38,7 +38,8 @@ std::string escapeOf(char32_t codePoint) {
   return {text.data(), static_cast<std::size_t>(length)};
 }
 
-// Builds one line from the program's own words, which may be coloured, and texts from outside.
+// Builds one line from the console's own words, which may be coloured, and texts of messages, which
+// are escaped.
 class LineBuilder {
  public:
   LineBuilder(std::string_view time, const TextStyle& style) : style_(style) {
@@ -103,7 +104,7 @@ void describe(LineBuilder& line, const BridgeStateChangedEvent& event) {
   std::visit([&](const auto& state) { describe(line, state); }, event.state);
 }
 
-// The identifiers come last: they are what an answer needs.
+// The identifiers, which an answer needs, come last.
 void describe(LineBuilder& line, const BridgeInboundEvent& inbound) {
   const BridgeInboundMessageEvent& event = inbound.event;
   line.kind(cyan, "message").coloured(bold, event.senderDisplayName);
@@ -116,7 +117,7 @@ void describe(LineBuilder& line, const BridgeErrorEvent& event) {
   line.kind(red, "error").text(event.message);
 }
 
-// Requests are the host's to send; a backend that sends one is shown what it sent.
+// Only a host should send requests; if a backend sends one, its line is shown.
 template <typename Request>
 void describe(LineBuilder& line, const Request& request) {
   line.kind(dim, "request").text(encodeEnvelope(request));

@@ -7,21 +7,21 @@
 
 namespace ferncrest {
 
-/// What the place that a line is shown at can show.
+/// What the output can show.
 struct TextStyle {
   bool colour = false;
   bool unicode = true;
 };
 
-/// `text`, valid UTF-8, on one line and unable to command a terminal: control characters, marks
-/// that change the direction of writing and, without Unicode, all beyond ASCII become escapes.
+/// `text`, valid UTF-8, on one line and without control of the terminal: control characters, marks
+/// that change the writing direction and, without Unicode, all non-ASCII characters become escapes.
 std::string escaped(std::string_view text, const TextStyle& style);
 
-/// One readable line, without its end: the time, what came, from whom and the text.
+/// One readable line without a line feed: the time, the kind of event, the sender and the text.
 std::string eventLine(std::string_view time, const BridgeEnvelope& envelope,
                       const TextStyle& style);
 
-/// The same for what is no event: what the service logged, or what could not be read.
+/// The same for other lines: a diagnostic of the service, or a line that could not be decoded.
 std::string otherLine(std::string_view time, std::string_view kind, std::string_view text,
                       const TextStyle& style);
 

@@ -16,7 +16,7 @@ namespace ferncrest {
 
 namespace {
 
-constexpr int tokenBlocks = 2;  // of 16 bytes: the service asks for at least 32 characters
+constexpr int tokenBlocks = 2;  // of 16 bytes, 32 digits each; the service requires 32 characters
 
 std::expected<std::string, Failure> makePrivateDirectory() {
   const Environment environment = readEnvironment();
@@ -25,9 +25,9 @@ std::expected<std::string, Failure> makePrivateDirectory() {
   path += "/ferncrest-console.XXXXXX";
   if (::mkdtemp(path.data()) == nullptr) {
     const int errorNumber = errno;
-    return std::unexpected(Failure{"Cannot make the directory " + path + ": " +
+    return std::unexpected(Failure{"Cannot create the directory " + path + ": " +
                                    systemFailure(errorNumber).description +
-                                   ". Set TMPDIR to a directory that you may write to."});
+                                   ". Set TMPDIR to a directory that you can write to."});
   }
   return path;
 }

@@ -8,8 +8,8 @@
 
 namespace ferncrest {
 
-/// The proof to the service that this host started it: a random token, also in a file that only
-/// this user can read. The file and its directory are removed with this object.
+/// A random token that proves to the service that this host started it, and a file with the token
+/// that only this user can read. The destructor removes the file and its directory.
 class LaunchToken {
  public:
   static std::expected<LaunchToken, Failure> create();

@@ -36,7 +36,7 @@ std::wstring wide(std::string_view text) {
   return characters;
 }
 
-// In the bytes of the locale.
+// Encoded as the locale says.
 std::string narrow(std::wstring_view characters) {
   std::string text;
   std::mbstate_t state{};
@@ -51,7 +51,7 @@ std::string narrow(std::wstring_view characters) {
   return text;
 }
 
-// In columns of the terminal; what it shows as two characters (^A) counts two.
+// In columns of the terminal; a control character is shown as two characters (^A).
 int widthOf(std::wstring_view text) {
   int width = 0;
   for (const wchar_t character : text) {
@@ -63,7 +63,7 @@ int widthOf(std::wstring_view text) {
 
 }  // namespace
 
-// The editor's wide interface: the narrow one encodes the whole line again at each key.
+// libedit's wide-character interface: the narrow one encodes the whole line again at each key.
 LineEditor::LineEditor(std::string_view prompt)
     : prompt_(wide(prompt)),
       editor_(el_init("ferncrest-console", stdin, stdout, stderr)),
@@ -115,7 +115,7 @@ void LineEditor::printAbove(std::string_view lines) {
 void LineEditor::refresh() {
   hide();
   el_resize(editor_);
-  // Both: the editor does not know that a shell has changed the mode in the meantime.
+  // Off and on again: libedit does not know that a shell may have changed the terminal's mode.
   el_wset(editor_, EL_PREP_TERM, 0);
   el_wset(editor_, EL_PREP_TERM, 1);
   el_wset(editor_, EL_REFRESH);

@@ -10,25 +10,25 @@ struct historyW;
 
 namespace ferncrest {
 
-/// The line that is being typed at the terminal, with its prompt. Takes over the terminal's mode
-/// while it lives.
+/// The line that is being typed at the terminal, with its prompt. Changes the terminal's mode; the
+/// destructor restores it.
 class LineEditor {
  public:
   /// Shows `prompt`, printable UTF-8, on the terminal of the standard streams.
   explicit LineEditor(std::string_view prompt);
   LineEditor(const LineEditor&) = delete;
   LineEditor& operator=(const LineEditor&) = delete;
-  /// Takes the prompt away and gives the terminal back as it was.
+  /// Removes the prompt and restores the terminal's mode.
   ~LineEditor();
 
-  /// Takes the next key press, which must be waiting; a finished line goes to `lines`. False at the
-  /// end of input.
+  /// Reads the next key press, which must be waiting, and appends a finished line to `lines`. False
+  /// at the end of input.
   bool readKey(LineBuffer& lines);
 
-  /// Shows whole lines above the prompt and leaves what is being typed as it is.
+  /// Shows whole lines above the prompt; what is being typed stays.
   void printAbove(std::string_view lines);
 
-  /// After the terminal changed its size, or this process was stopped and goes on.
+  /// Call when the terminal's size has changed, or this process continues after a stop.
   void refresh();
 
  private:

@@ -1,6 +1,5 @@
-// A console that is the service's host, as an example of one: see service_process.h for how a host
-// starts the service, launch_token.h for the proof that it did, and console.cpp for the
-// conversation.
+// A console as an example of a host: service_process.h starts the service, launch_token.h creates
+// the launch token, and console.cpp sends requests and shows events.
 
 #include <sys/wait.h>
 
@@ -67,7 +66,7 @@ int judge(const ConsoleEnd& end, std::optional<int> waitStatus) {
 
 struct Result {
   int status;
-  int signal = 0;  // that ended the conversation
+  int signal = 0;  // the signal that ended the conversation, or 0
 };
 
 Result converse(const Options& options) {
@@ -103,15 +102,15 @@ int runConsole(const std::string& program, const std::vector<std::string>& argum
   }
   const Result result = converse(*options);
   if (result.signal != 0) {
-    // Everything is tidied up: now end as the signal would have ended this program.
+    // Everything is cleaned up: end by the signal, so that the parent process sees it.
     std::signal(result.signal, SIG_DFL);
     std::raise(result.signal);
   }
   return result.status;
 }
 
-// The user's locale, or one of UTF-8 where the environment names none that there is: the C locale
-// would drop every typed character beyond ASCII.
+// The user's locale, or a UTF-8 locale if the environment names none that exists: with the C locale
+// every typed non-ASCII character would be dropped.
 void takeLocale() {
   for (const char* const name : {"", "C.UTF-8", "en_US.UTF-8"}) {
     // NOLINTNEXTLINE(concurrency-mt-unsafe): there is one thread

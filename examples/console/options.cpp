@@ -9,12 +9,13 @@ namespace ferncrest {
 
 namespace {
 
-// Found through PATH when this program was: then the service lies beside it there as well.
+// If this program was found through PATH, so is the service: both are in the same directory.
 std::string serviceBeside(const std::string& program) {
   return program.substr(0, program.rfind('/') + 1) + "FerncrestBridgeService";
 }
 
-// The service silently does without a backend that it cannot execute, so this is said here.
+// Checked here because the service answers as the stub, without a diagnostic, if the backend is not
+// executable.
 std::expected<std::string, Failure> executableAt(const std::string& path) {
   std::error_code error;
   std::string absolute = std::filesystem::absolute(path, error).string();
@@ -47,14 +48,14 @@ Outcome setOption(Options& options, const std::string& name, const std::string& 
 
 std::string_view optionHelp() {
   return "Usage: ferncrest-console [OPTION]...\n"
-         "Starts the bridge service as its host: shows its events and sends it what you type.\n"
+         "Starts the bridge service, shows its events and sends it the requests that you type.\n"
          "\n"
          "  --service PATH   the service (default: FerncrestBridgeService beside this program)\n"
-         "  --backend PATH   the backend that the service is to start\n"
+         "  --backend PATH   the backend for the service to start\n"
          "  --platform NAME  the messaging platform (default: whatsapp)\n"
          "  -h, --help       show this help\n"
          "\n"
-         "Commands, a line each, at the prompt or through a pipe:\n";
+         "Commands, one per line, at the prompt or from a pipe:\n";
 }
 
 std::expected<Options, Failure> parseOptions(const std::string& program,

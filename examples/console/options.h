@@ -19,7 +19,7 @@ struct Options {
 
 std::string_view optionHelp();
 
-/// Understands the command line; `program` is how this one was called, for what lies beside it.
+/// Parses the command line; `program` is argv[0], beside which the service is looked for.
 std::expected<Options, Failure> parseOptions(const std::string& program,
                                              const std::vector<std::string>& arguments);
 

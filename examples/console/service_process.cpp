@@ -19,7 +19,7 @@ namespace ferncrest {
 
 namespace {
 
-// Written out here, though the service has the like: what it launches with is not installed.
+// The service's own code for this is not used, because it is not installed with the library.
 
 struct Pipe {
   Fd readEnd;
@@ -81,7 +81,7 @@ class SpawnPlan {
     std::vector<char*> pointers;
     pointers.reserve(texts.size() + 1);
     for (const std::string& text : texts) {
-      pointers.push_back(const_cast<char*>(text.c_str()));  // the interface's; nothing is changed
+      pointers.push_back(const_cast<char*>(text.c_str()));  // posix_spawn does not change them
     }
     pointers.push_back(nullptr);
     return pointers;

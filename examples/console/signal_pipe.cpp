@@ -11,12 +11,12 @@ namespace ferncrest {
 
 namespace {
 
-int writeEnd = -1;  // stays open to the end of the process: a signal may come at any time
+int writeEnd = -1;  // never closed: a signal may arrive at any time
 
 void noteSignal(int signal) {
   const int savedErrorNumber = errno;
   const auto byte = static_cast<unsigned char>(signal);
-  // A full pipe already holds more signals than are told apart.
+  // The pipe is full only if thousands of signals are waiting; this one is dropped then.
   [[maybe_unused]] const ssize_t written = ::write(writeEnd, &byte, 1);
   errno = savedErrorNumber;
 }
