@@ -1,4 +1,4 @@
-# What every target of the project is compiled and linked with.
+# The compiler and linker settings of all targets.
 
 set(CMAKE_CXX_STANDARD 23)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -10,19 +10,19 @@ include(CheckCXXSourceCompiles)
 
 set(FERNCREST_SANITIZE "" CACHE STRING "Sanitizers to build with, for instance address,undefined")
 
-# Exported as well: of this, what uses the installed library gets what the library cannot do without.
+# Exported too: programs that use the installed library get only what is not in BUILD_INTERFACE.
 add_library(ferncrest_settings INTERFACE)
 target_compile_features(ferncrest_settings INTERFACE cxx_std_23)
 target_include_directories(ferncrest_settings INTERFACE "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>")
 target_compile_options(ferncrest_settings INTERFACE "$<BUILD_INTERFACE:-Wall;-Wextra;-Wpedantic>"
   "$<BUILD_INTERFACE:-Wconversion;-Wshadow;-fstack-protector-strong>")
-# Checks in the standard library, g++'s and clang's, that cost next to nothing.
+# Cheap run-time checks in the standard libraries of g++ and clang.
 target_compile_definitions(ferncrest_settings INTERFACE
   "$<BUILD_INTERFACE:_GLIBCXX_ASSERTIONS>"
   "$<BUILD_INTERFACE:_LIBCPP_HARDENING_MODE=_LIBCPP_HARDENING_MODE_FAST>")
 
-# The highest level that compiles without a warning: one that differs from what a distributor has set
-# warns, and so does one that the C library does not know.
+# The highest level of _FORTIFY_SOURCE that compiles without a warning. A level warns if the
+# compiler predefines another one, or if the C library does not support it.
 function(ferncrest_fortify)
   foreach(level IN ITEMS 3 2)
     set(CMAKE_REQUIRED_FLAGS "-O2 -Werror -D_FORTIFY_SOURCE=${level}")
@@ -36,7 +36,7 @@ int main() {}" FERNCREST_FORTIFY_${level})
   endforeach()
 endfunction()
 
-# What ships. A binary is the same in whichever folder it is built.
+# For builds without sanitizers. The prefix map makes a build in any folder give the same bytes.
 function(ferncrest_harden)
   ferncrest_fortify()
   target_compile_options(ferncrest_settings INTERFACE
@@ -48,7 +48,7 @@ function(ferncrest_harden)
 endfunction()
 
 if(FERNCREST_SANITIZE)
-  # Instrumented, g++ takes values in the library's own headers for uninitialized.
+  # With sanitizers, g++ warns wrongly about uninitialized values in standard headers.
   target_compile_options(ferncrest_settings INTERFACE
     -fsanitize=${FERNCREST_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1
     $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
@@ -62,7 +62,7 @@ if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
     "$<BUILD_INTERFACE:$<IF:$<BOOL:$<TARGET_PROPERTY:FERNCREST_STATIC>>,-static-pie,-pie>>")
 endif()
 
-# The program ships inside another product, so nothing may have to be installed beside it.
+# Links `target` statically: it is shipped inside other products, so it must not need other files.
 function(ferncrest_standalone target)
   if(NOT FERNCREST_SANITIZE)
     set_target_properties(${target} PROPERTIES FERNCREST_STATIC ON)

@@ -1,4 +1,4 @@
-# Run by cpack before it makes the packages: adds what Debian asks for in each of them.
+# Run by cpack before it makes the packages: adds the files that Debian requires in each of them.
 
 if(NOT CPACK_GENERATOR STREQUAL "DEB")
   return()

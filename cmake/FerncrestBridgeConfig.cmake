@@ -1,4 +1,4 @@
-# The bridge protocol as a library: link FerncrestBridge::protocol.
+# The bridge protocol as a library: link with FerncrestBridge::protocol.
 include(CMakeFindDependencyMacro)
 list(PREPEND CMAKE_MODULE_PATH "${CMAKE_CURRENT_LIST_DIR}")
 find_dependency(Utf8proc)

@@ -1,4 +1,4 @@
-# Finds utf8proc's static library as Utf8proc::archive. Installed too, for those who link what uses it.
+# Finds utf8proc's static library as Utf8proc::archive. Installed too, because the library needs it.
 
 find_path(UTF8PROC_INCLUDE_DIR utf8proc.h)
 find_library(UTF8PROC_ARCHIVE NAMES libutf8proc.a)

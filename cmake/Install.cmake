@@ -1,5 +1,4 @@
-# What is installed, in three parts: the service with its manual, the examples, and the protocol as a
-# library.
+# Installs three components: the service with its documents, the examples, and the protocol library.
 
 include(CMakePackageConfigHelpers)
 include(GNUInstallDirs)
@@ -20,26 +19,26 @@ if(TARGET ferncrest-console)
     DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT examples)
 endif()
 if(TARGET FerncrestExampleBackend)
-  # Run by the service alone, so it is no command.
+  # Started only by the service, so not in bin.
   install(TARGETS FerncrestExampleBackend
     RUNTIME DESTINATION "${CMAKE_INSTALL_LIBEXECDIR}/ferncrest-bridge" COMPONENT examples)
 endif()
 
-# The headers that hosts and backends are written with; they include each other and nothing else.
+# The headers for hosts and backends, and those that they include.
 foreach(header IN ITEMS
     protocol/coding.h protocol/decoding_error.h protocol/envelope.h protocol/line_buffer.h
     protocol/values.h
     text/canonical.h text/trimmed.h text/utf8.h
     platform/byte_buffer.h platform/environment.h platform/failure.h platform/fd.h platform/files.h
     platform/io.h platform/random.h platform/standard_streams.h)
-  cmake_path(GET header PARENT_PATH room)
+  cmake_path(GET header PARENT_PATH folder)
   install(FILES "${header}"
-    DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/ferncrest/${room}" COMPONENT development)
+    DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/ferncrest/${folder}" COMPONENT development)
 endforeach()
 
-foreach(room IN ITEMS settings platform text protocol)
-  set_target_properties(ferncrest_${room} PROPERTIES EXPORT_NAME ${room})
-  install(TARGETS ferncrest_${room} EXPORT FerncrestBridge ARCHIVE COMPONENT development)
+foreach(library IN ITEMS settings platform text protocol)
+  set_target_properties(ferncrest_${library} PROPERTIES EXPORT_NAME ${library})
+  install(TARGETS ferncrest_${library} EXPORT FerncrestBridge ARCHIVE COMPONENT development)
 endforeach()
 target_include_directories(ferncrest_settings INTERFACE
   "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/ferncrest>")
@@ -51,7 +50,7 @@ install(FILES cmake/FerncrestBridgeConfig.cmake cmake/FindUtf8proc.cmake
   "${PROJECT_BINARY_DIR}/FerncrestBridgeConfigVersion.cmake"
   DESTINATION "${package}" COMPONENT development)
 
-# By the way from the file to the prefix, so that the installed copy can be moved.
+# A path relative to the .pc file, so that the installed copy can be moved.
 file(RELATIVE_PATH prefix_from_pkgconfig "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
 configure_file(cmake/ferncrest-bridge.pc.in ferncrest-bridge.pc @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/ferncrest-bridge.pc"

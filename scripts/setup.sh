@@ -1,8 +1,8 @@
 # shellcheck shell=bash
-# Shared by the commands beside this file: their help, finding what is missing, installing it,
-# building. Help aside, all that is said here goes to standard error, and standard input is left alone.
+# Shared by the commands in this folder: shows their help, installs missing packages, runs builds.
+# All output but the help goes to standard error, and standard input is not read.
 
-# show_help: the comment at the head of the command that reads this file.
+# show_help: prints the comment at the top of the command that sources this file.
 show_help() {
   sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0"
 }
@@ -14,7 +14,7 @@ fi
 
 CDPATH="" cd -- "$(dirname "${BASH_SOURCE[0]}")/.." || exit 1
 
-# shellcheck disable=SC2034  # for the commands that read this file
+# shellcheck disable=SC2034  # used by the commands that source this file
 if [ "$(uname)" = Darwin ]; then
   packages_to_build=(cmake ninja utf8proc)
   packages_to_build_console=("${packages_to_build[@]}")
@@ -41,7 +41,7 @@ installed_packages() {
   fi
 }
 
-# need PACKAGE...: installs those that are not there yet, through the system's package manager.
+# need PACKAGE...: installs the missing ones with the system's package manager.
 need() {
   local installed package absent=()
   installed=$(installed_packages "$@" || true)
@@ -55,7 +55,7 @@ need() {
   fi
 }
 
-# can_install: whether there is a package manager, and the right to use it.
+# can_install: whether there is a package manager and the permission to use it.
 can_install() {
   if [ "$(uname)" = Darwin ]; then
     has brew
@@ -75,7 +75,7 @@ install_packages() {
   fi
 }
 
-# only_on_linux REASON: ends the command elsewhere.
+# only_on_linux REASON: ends the command on other systems.
 only_on_linux() {
   if [ "$(uname)" != Linux ]; then
     printf '%s Run it on Debian 12.\n' "$1" >&2

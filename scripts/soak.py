@@ -1,4 +1,4 @@
-"""Runs the service for long and counts: what goes in comes out, and nothing is left behind.
+"""Runs the service under load and checks that nothing is lost and nothing leaks.
 
     soak.py SERVICE [--quick]
 """
@@ -52,13 +52,13 @@ class Service:
         return (int(status["VmRSS"].split()[0]), len(os.listdir(f"{root}/fd")), int(status["Threads"]))
 
     def settled_footprint(self, early):
-        """Once no more is held than early on: memory goes back just after the last event."""
+        """Waits until memory is back near `early`: it is released just after the last event."""
         deadline = time.monotonic() + 30
         while True:
             now = self.footprint()
             if now[1:] == early[1:] and now[0] < early[0] + 512:
                 return now
-            assert time.monotonic() < deadline, f"early: {early}, now: {now}"
+            assert time.monotonic() < deadline, f"the footprint has grown: {early}, now {now}"
             time.sleep(0.05)
 
     def end(self):
@@ -90,7 +90,7 @@ def requests(directory):
     for count in range(expected):
         assert service.process.stdout.readline().endswith(b"}\n"), count
     writer.join()
-    # What a long line took has to go back before the wait for the line after the next one.
+    # The memory of a long line has to be released before the service waits again.
     service.process.stdin.write(b"\xff" * (8 << 20) + b"\n[\n")
     service.process.stdin.flush()
     for _ in range(2):
@@ -103,14 +103,14 @@ def requests(directory):
 
 
 def processes_of(directory):
-    """Those with this directory in their environment: services, backends and what they started."""
+    """The processes with this directory in their environment: services, backends, children."""
     found = []
     for pid in filter(str.isdigit, os.listdir("/proc")):
         try:
             with open(f"/proc/{pid}/environ", "rb") as file:
                 found += [pid] if directory.encode() in file.read() else []
         except OSError:
-            pass  # it has ended, or is another user's
+            pass  # it has exited, or belongs to another user
     return found
 
 
@@ -133,7 +133,7 @@ def backends(directory):
         service.process.stdout.close()
     deadline = time.monotonic() + 30
     while left := processes_of(directory):
-        assert time.monotonic() < deadline, f"these live on: {left}"
+        assert time.monotonic() < deadline, f"still running: {left}"
         time.sleep(0.05)
     print(f"{BACKENDS} backends started and ended; no process is left")
 
