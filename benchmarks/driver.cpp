@@ -1,6 +1,5 @@
-// Runs one measure of one program, or of several joined by pipes, and prints three numbers: the
-// seconds that passed, the processor seconds that the watched process used, and its peak memory in
-// KiB.
+// Measures one program, or several joined by pipes, and prints three numbers: the elapsed seconds,
+// the processor seconds that the watched process used, and its peak memory in KiB.
 //   driver MEASURE [--OPTION VALUE]... -- COMMAND [ARGUMENT]... ['|' COMMAND [ARGUMENT]...]...
 
 #include <unistd.h>
@@ -74,9 +73,10 @@ int runDriver(std::span<char*> arguments) {
       {"start-to-end", startToEnd}, {"noise", [](const Plan&) { return noise(); }}};
   const auto measure = arguments.empty() ? measures.end() : measures.find(arguments[0]);
   if (measure == measures.end()) {
-    giveUp("name a measure");
+    giveUp("the first argument has to be a measure");
   }
-  // A program that never answers ends this one; its own input ends with that.
+  // The time limit: if the measured program never answers, SIGALRM ends this one, which closes the
+  // other's input.
   ::alarm(deadlineSeconds);
   const Result result = measure->second(planFrom(arguments.subspan(1)));
   std::printf("%.9f %.9f %.0f\n", result.seconds, result.processorSeconds, result.peakKibibytes);

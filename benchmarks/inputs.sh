@@ -1,5 +1,6 @@
 # shellcheck shell=bash
-# What is sent to the programs, what they answer, and the two ways to launch the service.
+# The programs, what is sent to them and what they answer, and the settings that launch the service
+# with or without a backend.
 # shellcheck disable=SC2154,SC2034
 
 launch_as_stub() { export FERNCREST_MANAGED_BRIDGE_DISABLE_BACKEND=1; }
@@ -23,7 +24,7 @@ connected='{"stateChanged":{"_0":{"state":{"connected":{"accountDisplayName":"Fe
 text=$(printf 'm%.0s' {1..200})
 echoed='{"inboundEvent":{"_0":{"event":{"conversationId":"c","conversationTitle":"Managed Bridge Echo","isDirectMessage":false,"messageId":"6F1C2A4E-9B3D-4C8A-8E21-5D7F0B9A3C64","rawReference":"managed-bridge-echo","senderDisplayName":"Ferncrest Managed Bridge","senderId":"managed-bridge-echo","text":"echo: '$text'","timestampISO8601":"2026-03-07T09:05:02Z"}}}}'$'\n'
 
-# write_attachment BYTES: a sendMessage with that many bytes in base64, its solidi escaped.
+# write_attachment BYTES: a sendMessage with that many bytes in base64, each solidus escaped.
 write_attachment() {
   printf '{"sendMessage":{"_0":{"message":{"attachments":[{"dataBase64":"'
   head -c "$(($1 * 3 / 4))" /dev/urandom | base64 | tr -d '\n' | sed 's,/,\\/,g'
@@ -35,7 +36,7 @@ printf '{"sendMessage":{"_0":{"message":{"conversationId":"c","text":"%s"},"plat
   "$text" >"$workspace/text"
 write_attachment $((1 << 20)) >"$workspace/attachment"
 
-# write_line BYTES: a line of that many bytes, its line feed among them.
+# write_line BYTES: a line of that many bytes, including its line feed.
 write_line() {
   head -c "$(($1 - 1))" /dev/zero | tr '\0' a
   printf '\n'
@@ -44,7 +45,7 @@ write_line() {
 write_line 200 >"$workspace/line-of-200-bytes"
 write_line $((1 << 20)) >"$workspace/line-of-1-MiB"
 
-# 64 MiB take a second to write, so that is done for the measures that need them.
+# Writing 64 MiB takes a second, so only the measures that need these lines call this.
 write_long_lines() {
   [ -f "$workspace/long-line" ] && return
   write_attachment $((64 << 20)) >"$workspace/long-attachment"

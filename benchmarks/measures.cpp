@@ -16,7 +16,7 @@ double secondsSince(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-// The time and processor time of what happens between its construction and finish().
+// Measures elapsed time and processor time from its construction to finish().
 class Watch {
  public:
   explicit Watch(pid_t process)
@@ -36,7 +36,7 @@ class Watch {
   Clock::time_point start_;
 };
 
-// The line repeated, so that a write seldom ends early at a seam.
+// The line repeated, so that most writes have the full block size.
 std::string repeatedLine(const Plan& plan) {
   constexpr std::size_t enough = std::size_t{1} << 20U;
   const std::size_t copies = std::clamp<std::size_t>(enough / plan.line.size(), 1, plan.lines);
@@ -62,7 +62,7 @@ void writeLines(const Pipeline& pipeline, const Plan& plan, std::string_view rep
   }
 }
 
-// Closes the conversation and gives the result found in it.
+// Closes the pipeline and returns the result.
 Result ended(Pipeline& pipeline, const Result& result) {
   pipeline.closeInput();
   while (!pipeline.read().empty()) {
@@ -101,7 +101,7 @@ Result send(const Plan& plan) {
   writeLines(pipeline, plan, repeated);
   pipeline.awaitLines(1);
   const Result result = watch.finish();
-  // Bytes that were added on the way would spoil this order.
+  // Fails if the program in between has added bytes: they would be read as part of this order.
   pipeline.write("swallow 0\n");
   pipeline.awaitLines(1);
   return ended(pipeline, result);
@@ -156,7 +156,7 @@ Result startToFirstByte(const Plan& plan) {
     const auto start = Clock::now();
     Pipeline pipeline(plan.stages);
     if (const auto bytes = pipeline.read(); bytes.empty() || !bytes.starts_with(plan.first)) {
-      giveUp("another first byte than awaited");
+      giveUp("the output does not begin as expected");
     }
     const double seconds = secondsSince(start);
     pipeline.closeInput();

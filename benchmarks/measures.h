@@ -8,18 +8,18 @@
 
 namespace ferncrest::benchmarks {
 
-/// What is run and how much of it; each measure uses its part of this.
+/// What to run and how much of it; each measure uses some of these.
 struct Plan {
   std::vector<Command> stages;
   std::size_t watched = 0;    ///< the stage whose processor time and memory are reported
-  std::size_t greeting = 0;   ///< lines that come by themselves before the measure starts
-  std::string order;          ///< a line for the backend behind the greeting
-  std::string line;           ///< what is sent, with its line feed
-  std::size_t lines = 1;      ///< how often it is sent
+  std::size_t greeting = 0;   ///< lines to read before the measurement starts
+  std::string order;          ///< a command for the backend, sent after the greeting
+  std::string line;           ///< the line to send, with its line feed
+  std::size_t lines = 1;      ///< how often to send it
   std::size_t answers = 1;    ///< lines that come back for each
   std::size_t bytes = 0;      ///< to receive
   std::size_t block = 65536;  ///< bytes in a write
-  std::size_t runs = 1;       ///< of a start
+  std::size_t runs = 1;       ///< how often to start the program
   std::string first;          ///< what the output must begin with
 };
 
@@ -29,22 +29,23 @@ struct Result {
   double peakKibibytes = 0;
 };
 
-/// The backend writes `bytes`, `block` of them a write; ends with the last byte's arrival.
+/// The backend writes `bytes`, in writes of `block` bytes; until the last byte has arrived.
 Result receive(const Plan& plan);
-/// The lines go to the backend, `block` bytes a write; ends when it says that it has them all.
+/// Sends the lines to the backend, in writes of `block` bytes; until it reports that all arrived.
 Result send(const Plan& plan);
-/// The lines are sent in bulk, behind the order if there is one, while their answers are read.
+/// Sends the order, if there is one, and all lines without waiting, while reading the answers.
 Result answerInBulk(const Plan& plan);
-/// The lines go to the backend, which stamps events meanwhile: how long an event is on its way, in
-/// the median.
+/// Sends the lines to the backend, which meanwhile writes events with the time: the median of how
+/// long an event takes to arrive.
 Result eventsInFlood(const Plan& plan);
-/// Each line is sent when the one before it is answered.
+/// Sends each line after the one before it has been answered.
 Result exchange(const Plan& plan);
-/// From the start of the process to its first byte; the median of all runs.
+/// From the start of the process to its first byte of output; the median of all runs.
 Result startToFirstByte(const Plan& plan);
-/// From the start of the process to its end with an empty input; the median of all runs.
+/// From the start of the process to its exit, with empty input; the median of all runs.
 Result startToEnd(const Plan& plan);
-/// How unsteady this processor is: the time lost in the worst of many equal pieces of work.
+/// How much the time of equal pieces of work varies on this processor: its 95th percentile less its
+/// minimum.
 Result noise();
 
 }  // namespace ferncrest::benchmarks

@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# Whether ten times the work takes ten times as long, and a long line no more than many short ones.
+# Whether time grows linearly with the number of lines and with the length of a line.
 # shellcheck disable=SC2154
 
 write_long_lines
@@ -20,7 +20,7 @@ relay_lines() {
   program "$few lines" "$few" "${options[@]}" --lines "$few" -- "$service"
 }
 
-# Both in a process that has seen no other long line: memory is new to it either way.
+# Each in a new process, so that memory has to be allocated for both.
 stub_long_line() {
   local options=(exchange --greeting 2 --block 4096)
   launch_as_stub
@@ -37,7 +37,7 @@ relay_long_line() {
   program '64 lines of 1 MiB' 64 "${options[@]}" --line "$workspace/line-of-1-MiB" --lines 64 -- "$service"
 }
 
-# The tenth on top is the machine's noise.
+# The limit of 1.1 allows for noise.
 few=$(amount 100000 20000)
 measure stub_lines 'Growth, requests to the stub' us "figure <= 1.1 $few requests"
 measure relay_lines 'Growth, lines to the backend' us "figure <= 1.1 $few lines"

@@ -1,14 +1,14 @@
 # shellcheck shell=bash
-# The most memory that was resident at once.
+# Peak resident memory.
 # shellcheck disable=SC2154
 
 if [ ! -r /proc/self/status ]; then
-  printf '\nMemory: left out, this system does not tell the peak of another process\n'
+  printf '\nMemory: skipped, this system does not report the peak memory of another process\n'
   return
 fi
 write_long_lines
 
-# What relays is idle when it has passed one line on.
+# Relays are measured after they have passed on one line.
 idle_stub() {
   local options=(exchange --line "$workspace/connect")
   launch_as_stub

@@ -1,6 +1,6 @@
 # shellcheck shell=bash
-# The service between host and backend. Its floors: the two joined by a pipe, or by a program that
-# only copies, or cuts lines and does nothing else.
+# The service between host and backend, compared with a direct pipe and with programs that only copy
+# or only cut lines.
 # shellcheck disable=SC2154
 
 # to_host MIB BYTES-IN-A-WRITE
@@ -16,8 +16,8 @@ to_host() {
   peer socat 'socat -u' "$1" "${through[@]}" socat -u - -
 }
 
-# to_backend LINE LINES LINES-OF-SED LINES-OF-MAWK: sed -u reads byte by byte, and mawk takes the
-# square of a line's length.
+# to_backend LINE LINES LINES-OF-SED LINES-OF-MAWK: sed and mawk get fewer lines because they are
+# slow: sed -u reads byte by byte, and mawk's time grows with the square of a line's length.
 to_backend() {
   local options=(send --greeting 1 --line "$workspace/$1") lines=(--lines "$2" --)
   program service "$2" "${options[@]}" "${lines[@]}" "$service"

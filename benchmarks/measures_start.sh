@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# How soon a host hears something.
+# The time from start to the first output.
 # shellcheck disable=SC2154
 
 start_to_hello() {

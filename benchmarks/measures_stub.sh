@@ -1,8 +1,8 @@
 # shellcheck shell=bash
-# The service's own answers. Its floor answers every line with the same bytes, unread.
+# The stub's answers, compared with a program that answers every line with the same bytes.
 # shellcheck disable=SC2154
 
-# stub_programs DRIVER-MEASURE LINE ANSWERS LINES LINES-OF-SLOW-PEERS: service, floor and peers.
+# stub_programs DRIVER-MEASURE LINE ANSWERS LINES LINES-OF-SLOW-PEERS: runs service and peers.
 stub_programs() {
   local options=(--greeting 2 --line "$workspace/$2" --answers "$3") answers=("$echoed")
   [ "$3" -eq 1 ] || answers=("$connecting" "$connected")

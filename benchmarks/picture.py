@@ -1,4 +1,4 @@
-"""Draws what scripts/bench printed: how far each measure is from its target.
+"""Draws the table of scripts/bench: how far each measure is from its target.
 
     picture.py < TABLE > PICTURE.svg
 """

@@ -30,7 +30,7 @@ struct Pipe {
 Pipe newPipe() {
   std::array<int, 2> ends{};
   if (::pipe(ends.data()) != 0) {
-    giveUp("no pipe: " + systemFailure(errno).description);
+    giveUp("cannot create a pipe: " + systemFailure(errno).description);
   }
   for (const int end : ends) {
     ::fcntl(end, F_SETFD, FD_CLOEXEC);
@@ -82,7 +82,7 @@ Pipeline::Pipeline(const std::vector<Command>& stages) {
 
 void Pipeline::write(std::string_view bytes) const {
   if (const Outcome written = writeAll(input_.get(), bytes); !written) {
-    giveUp("the input is refused: " + written.error().description);
+    giveUp("cannot write the input: " + written.error().description);
   }
 }
 

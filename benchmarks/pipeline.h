@@ -14,15 +14,15 @@ namespace ferncrest::benchmarks {
 using Command = std::vector<std::string>;
 
 /// Processes joined by pipes, with this program at both ends. One thread may write while another
-/// reads. Whatever fails ends the program with a sentence: a measure is whole or absent.
+/// reads. On any failure the program prints the reason and exits with status 1.
 class Pipeline {
  public:
   explicit Pipeline(const std::vector<Command>& stages);
 
   void write(std::string_view bytes) const;
-  /// The next bytes from the last stage, borrowed until the next call; empty at their end.
+  /// The next bytes from the last stage, valid until the next call; empty at the end of its output.
   std::string_view read();
-  /// The next line without its line feed; whole lines are read by this alone.
+  /// The next line without its line feed. It reads ahead, so do not mix it with the other reads.
   std::string readLine();
   /// Reads exactly this many lines, or bytes; more than that is a failure too.
   void awaitLines(std::size_t count);
@@ -32,13 +32,13 @@ class Pipeline {
   [[nodiscard]] pid_t process(std::size_t stage) const { return processes_.at(stage); }
 
   void closeInput() { input_.reset(); }
-  /// Waits until every process has ended; gives the processor seconds that they used in all.
+  /// Waits until all processes have exited; returns the processor seconds that they used in total.
   double awaitEnd();
 
  private:
   Fd input_;           // of the first stage
   Fd output_;          // of the last stage
-  std::string ahead_;  // read, but not yet asked for as a line
+  std::string ahead_;  // read, but not yet returned by readLine
   std::vector<pid_t> processes_;
 };
 

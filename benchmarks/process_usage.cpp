@@ -9,8 +9,8 @@
 
 namespace ferncrest::benchmarks {
 
-// Not from wait4: it adds the children that the process waited for, and its peak starts at the size
-// of whoever started the process.
+// Not from wait4: that includes the children that the process waited for, and its peak memory
+// starts at the size that its parent had at the fork.
 #ifdef __linux__
 
 namespace {

@@ -10,7 +10,7 @@ struct ProcessUsage {
   double peakKibibytes = 0;  ///< of memory resident at once
 };
 
-/// The usage of `process` alone, without its children's; zeros where the system does not tell.
+/// The usage of `process` without its children; zeros if the system does not provide it.
 ProcessUsage usageOf(pid_t process);
 
 }  // namespace ferncrest::benchmarks

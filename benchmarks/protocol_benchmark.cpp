@@ -1,4 +1,4 @@
-// What the protocol's single operations cost, each alone and without a pipe.
+// Benchmarks of single operations: decoding, encoding, cutting lines.
 
 #include <benchmark/benchmark.h>
 #include <unistd.h>

@@ -1,4 +1,4 @@
-# One measure's part of the table. Reads the turns ("pinned" or "unpinned", program, amount,
+# Prints one measure's part of the table. Reads the turns ("pinned" or "unpinned", program, amount,
 # seconds, processor seconds, peak KiB), the programs without a result, and the targets.
 
 BEGIN { FS = "\t" }
@@ -27,7 +27,7 @@ function remember(name) {
   }
 }
 
-# The value below which a share of the turns lies, between neighbours in proportion.
+# The quantile `share` of the turns, with linear interpolation.
 function quantile(values, where, name, share,    count, sorted, i, j, value, place, low) {
   count = turns[where, name]
   for (i = 1; i <= count; ++i) {
@@ -61,7 +61,7 @@ function cells(where, name, reference,    middle, base, ratio, cpu) {
   return sprintf("%10s %6.1f%% %8s %10s", rounded(middle), 100 * spread(figures, where, name), ratio, cpu)
 }
 
-# The words of a target: what is compared, how, the limit, and the reference if there is one.
+# Splits a target: what is compared, how, the limit, and the reference if there is one.
 function split_target(text, part,    reference) {
   split(text, part, " ")
   reference = text
@@ -69,7 +69,7 @@ function split_target(text, part,    reference) {
   part[4] = reference
 }
 
-# A verdict on turns that differ by more than a tenth is no more than a hint.
+# Marks a verdict as unsteady if the spread of the turns is more than a tenth.
 function steadiness(where, name) {
   return spread(figures, where, name) > 0.1 ? " (unsteady)" : ""
 }
@@ -81,9 +81,9 @@ function judge(value, part) {
 function verdict(where, part,    own, other) {
   if (subject in reason || !((where, subject) in turns)) return where " no result"
   own = part[1] == "processor" ? median(processor, where, subject) : median(figures, where, subject)
-  if (own == 0) return where " not known here"
+  if (own == 0) return where " not available on this system"
   if (part[4] == "") return where " " judge(own, part)
-  if (!((where, part[4]) in turns)) return where " without the reference"
+  if (!((where, part[4]) in turns)) return where " no result of the reference"
   other = part[1] == "processor" ? median(processor, where, part[4]) : median(figures, where, part[4])
   return where " " judge(own / other, part) \
          (steadiness(where, subject) != "" ? " (unsteady)" : steadiness(where, part[4]))

@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# Programs measured in turn, and the table of what came out. scripts/bench gives the settings.
+# Measures programs in turn and prints the table of results. scripts/bench sets the variables.
 # shellcheck disable=SC2154,SC2034
 
 results=$workspace/results
@@ -8,16 +8,16 @@ turns=${turns:-7}
 turns_for_memory=${quick:+1}
 turns_for_memory=${turns_for_memory:-3}
 
-# A version manager's stand-in for an interpreter would be measured with it.
+# The real path of an interpreter: the wrapper of a version manager would add to the time.
 python3=$(python3 -c 'import sys; print(sys.executable)' 2>/dev/null || true)
 node=$(node -p process.execPath 2>/dev/null || true)
 
-# amount FULL QUICK: how much of something a turn does.
+# amount FULL QUICK: the amount of work in a turn.
 amount() {
   if [ "$quick" ]; then echo "$2"; else echo "$1"; fi
 }
 
-# Finds the processor on which equal pieces of work take the most equal time.
+# Pins everything to the processor on which the time of equal pieces of work varies least.
 choose_processor() {
   pinned=()
   if ! command -v taskset >/dev/null; then
@@ -37,7 +37,7 @@ describe_turns() {
     "$turns" "$turns_for_memory" "$(uptime | sed 's/.*average[s]*://')"
 }
 
-# program NAME AMOUNT DRIVER-ARGUMENT...: one turn of one program, in which it does AMOUNT units.
+# program NAME AMOUNT DRIVER-ARGUMENT...: one turn of one program, with AMOUNT units of work.
 program() {
   local name=$1 units=$2 numbers reason
   shift 2
@@ -51,7 +51,7 @@ program() {
   fi
 }
 
-# peer COMMAND NAME AMOUNT DRIVER-ARGUMENT...: the same for a program that need not be there.
+# peer COMMAND NAME AMOUNT DRIVER-ARGUMENT...: the same if COMMAND is installed.
 peer() {
   if command -v "${1:-absent}" >/dev/null; then
     program "${@:2}"
@@ -60,7 +60,7 @@ peer() {
   fi
 }
 
-# places UNIT: where to measure it. One place is enough for memory, which does not depend on it.
+# places UNIT: whether to measure pinned, unpinned or both. Memory is the same in both.
 places() {
   if [ "${#pinned[@]}" -eq 0 ]; then
     echo unpinned
@@ -71,8 +71,8 @@ places() {
   fi
 }
 
-# measure FUNCTION TITLE UNIT TARGET...: has FUNCTION call program and peer, turn after turn.
-# A unit with /s counts AMOUNT a second, a time is for one of AMOUNT, MiB is the peak of memory.
+# measure FUNCTION TITLE UNIT TARGET...: in each turn calls FUNCTION, which calls program and peer.
+# UNIT/s means units of AMOUNT per second, us or ms the time for one of them, MiB the peak memory.
 # A target is "figure|processor <=|>= NUMBER [REFERENCE]": with a reference, a ratio to it.
 measure() {
   local programs=$1 title=$2 unit=$3 turn most=$turns

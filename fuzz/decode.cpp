@@ -10,7 +10,8 @@
 #include "require.h"
 #include "text/utf8.h"
 
-// Any bytes as a line: what decodes comes back the same, and another parser reads the same.
+// For any bytes: an envelope that can be decoded survives a round trip, and another JSON parser
+// accepts the same lines and finds the same values.
 
 namespace ferncrest::fuzz {
 
@@ -18,10 +19,10 @@ namespace {
 
 namespace dom = simdjson::dom;
 
-// Longer texts could nest deeper than the reader goes.
+// In longer texts, values could be nested deeper than our reader accepts.
 constexpr std::size_t longestText = 2048;
 
-// Whether a number may be too large for a parser that reads its value.
+// Whether a number may be too large for simdjson, which converts numbers; our reader does not.
 bool mayBeLarge(std::string_view text) {
   std::size_t digits = 0;
   return std::ranges::any_of(text, [&](char byte) {
@@ -44,8 +45,8 @@ bool isPartOfObject(dom::object part, dom::object whole) {
   });
 }
 
-// Whether everything in `part` stands in `whole` at the same place, under the first key of its
-// name.
+// Whether `whole` has everything that `part` has, at the same place; the first of equal keys
+// counts.
 bool isPartOf(dom::element part, dom::element whole) {
   if (part.type() != whole.type()) {
     return false;

@@ -12,17 +12,18 @@
 #include "require.h"
 #include "tests/plain_lines.h"
 
-// Any bytes, cut into any blocks, give the lines that a plain cut of the whole gives.
+// For any bytes, read in any blocks: LineBuffer gives the same lines as a simple implementation
+// does for the whole input.
 
 namespace ferncrest::fuzz {
 
 namespace {
 
-// Enough to make the buffer grow twice.
+// Long enough that the buffer grows twice.
 constexpr std::size_t longestInput = 400'000;
 
-// A count stands before as many bytes. The highest one makes a long run of a letter; one alone
-// does, since such runs take the time of many short inputs.
+// The input is a sequence of blocks, each a count followed by that many bytes. Only the highest
+// count stands for a long run of one letter instead, because such runs are slow.
 std::vector<std::string> blocksIn(std::string_view input) {
   constexpr std::size_t longRun = 255;
   std::vector<std::string> blocks;
@@ -44,7 +45,7 @@ class Reader {
  public:
   explicit Reader(const std::vector<std::string>& blocks) : blocks_(blocks) {}
 
-  // The next line, with as many blocks added as it takes.
+  // The next line; adds as many blocks as it needs.
   std::optional<MessageLine> next() {
     for (;;) {
       if (const auto line = buffer_.next()) {
@@ -80,7 +81,7 @@ class Reader {
 
   const std::vector<std::string>& blocks_;
   std::size_t block_ = 0;
-  std::size_t taken_ = 0;  // bytes of that block
+  std::size_t taken_ = 0;  // bytes of that block already added
   LineBuffer buffer_;
 };
 

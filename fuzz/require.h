@@ -5,7 +5,7 @@
 
 namespace ferncrest::fuzz {
 
-/// Ends the process when `holds` is false, so that the fuzzer keeps the input.
+/// Aborts when `holds` is false, so that the fuzzer stores the input.
 inline void require(bool holds, const char* property) {
   if (!holds) {
     std::fprintf(stderr, "does not hold: %s\n", property);

@@ -14,13 +14,13 @@
 #include "text/trimmed.h"
 #include "text/utf8.h"
 
-// What must hold for any texts, whatever they say.
+// Properties of the functions in text/ that must hold for all inputs.
 
 namespace ferncrest::fuzz {
 
 namespace {
 
-// The other library's comparison is slow on longer runs of marks.
+// utf8proc is slow for longer runs of combining marks.
 constexpr std::size_t longestText = 4096;
 
 std::string normalized(std::string_view text, int form) {
@@ -78,8 +78,8 @@ void checkEquality(const std::string& left, const std::string& right) {
   require(areEqual == (decomposed == normalized(right, UTF8PROC_DECOMPOSE)),
           "another library finds the same texts equal");
   require(canonicallyEqual(left, decomposed), "a text equals its decomposition");
-  // Behind a Hangul syllable utf8proc 2.8 loses the vowel U+11A7, whose number stands for "no final
-  // consonant" in the arithmetic of composition.
+  // utf8proc 2.8 loses a U+11A7 after a Hangul syllable: in the arithmetic of composition, that
+  // code point stands for "no final consonant".
   require(left.contains("\u11A7") || canonicallyEqual(left, normalized(left, UTF8PROC_COMPOSE)),
           "a text equals its composition");
 }

@@ -1,4 +1,4 @@
-// Forwards lines, one write each; what comes is forwarded at once.
+// Forwards each line with one write, as soon as it has arrived.
 const { readSync, writeSync } = require("node:fs");
 
 const writeAll = (bytes) => {

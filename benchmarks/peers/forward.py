@@ -1,4 +1,4 @@
-"""Forwards lines, one write each."""
+"""Forwards each line with one write."""
 import os
 import sys
 

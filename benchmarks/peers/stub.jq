@@ -1,4 +1,4 @@
-# The stub's conversation as a jq program (jq -n -c --unbuffered -f).
+# The stub's answers from a jq program (jq -n -c --unbuffered -f).
 def report: {stateChanged: {_0: {state: .}}};
 def echoed: {inboundEvent: {_0: {event: {
   conversationId, conversationTitle: "Managed Bridge Echo", isDirectMessage: false,

@@ -1,4 +1,4 @@
-// The stub's conversation as a short Node program: parse a line, write the answers to it.
+// The stub's answers from a short Node program: parses a line and writes the answers.
 const { randomUUID } = require("node:crypto");
 const { writeSync } = require("node:fs");
 const { createInterface } = require("node:readline");

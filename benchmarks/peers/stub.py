@@ -1,4 +1,4 @@
-"""The stub's conversation as a short Python program: parse a line, write the answers to it."""
+"""The stub's answers from a short Python program: parses a line and writes the answers."""
 import json
 import os
 import sys

@@ -1,8 +1,8 @@
-// A backend without thought of its own. It writes "ready", then obeys orders, a line each:
-//   generate BYTES CHUNK  writes that many bytes, CHUNK of them a write;
-//   swallow BYTES         reads that many bytes behind the order, then writes "done";
-//   stamp BYTES           the same, and meanwhile writes the time each millisecond, a line each;
-//   echo                  writes back what comes from here on.
+// A backend for the benchmarks. It writes "ready", then executes commands, one per line:
+//   generate BYTES CHUNK  writes that many bytes, in writes of CHUNK bytes;
+//   swallow BYTES         reads that many bytes after the command, then writes "done";
+//   stamp BYTES           the same, and meanwhile writes a line with the time every millisecond;
+//   echo                  writes back all further input.
 #include <stdalign.h>
 #include <stdio.h>
 #include <string.h>

@@ -1,5 +1,5 @@
-// The floor of answering: lines are told apart and not looked at, and each is answered with the
-// same envelopes, the program's arguments, one write an envelope.
+// The minimum for answering lines: finds line feeds and answers each line with the same envelopes,
+// which are the program's arguments, one write for each.
 #include <stdalign.h>
 #include <stddef.h>
 #include <string.h>

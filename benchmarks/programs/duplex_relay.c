@@ -1,5 +1,5 @@
-// The floor of standing between host and backend: starts the program that its arguments name and
-// copies both ways, one thread a way, without a look at anything.
+// The minimum for a relay between host and backend: starts the program in its arguments and copies
+// in both directions, with one thread for each.
 #include <pthread.h>
 #include <spawn.h>
 #include <stddef.h>

@@ -1,4 +1,4 @@
-// The floor of forwarding lines: each goes on in one write, unchanged and unexamined.
+// The minimum for forwarding lines: writes each line unchanged with one write.
 #include <stddef.h>
 #include <stdlib.h>
 #include <string.h>

@@ -1,4 +1,4 @@
-// The floor of relaying by copy, and of echoing: what can be read is written.
+// The minimum for a relay that copies, and for an echo: writes what it reads.
 #include <stdalign.h>
 #include <stddef.h>
 #include <unistd.h>

@@ -1,4 +1,4 @@
-// The floor of relaying between two pipes: their pages change hands and no byte is copied.
+// The minimum for a relay between two pipes: splice moves pages without copying them.
 #define _GNU_SOURCE
 #include <fcntl.h>
 #include <stddef.h>
