@@ -7,7 +7,7 @@ namespace ferncrest::benchmarks {
 /// What a running process has used since its start.
 struct ProcessUsage {
   double processorSeconds = 0;
-  double peakKibibytes = 0;  ///< of memory resident at once
+  double peakKibibytes = 0;  ///< peak resident memory
 };
 
 /// The usage of `process` without its children; zeros if the system does not provide it.
