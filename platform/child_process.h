@@ -19,8 +19,8 @@ class ChildProcess {
  public:
   explicit ChildProcess(pid_t pid);
 
-  /// Turns readable for poll when the child has ended; -1 where the system gives no such descriptor,
-  /// or it was too early, and reapIfEnded must be called again and again.
+  /// Turns readable for poll when the child has ended; -1 where the system gives no such
+  /// descriptor, or it was too early, and reapIfEnded must be called again and again.
   [[nodiscard]] int exitFd() const { return exitWatch_.get(); }
 
   /// Takes the child off the system's list if it has ended: its exit code, or the number of the
