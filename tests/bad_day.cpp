@@ -46,9 +46,10 @@ std::atomic<long> calls = 0;
   ::unsetenv("LD_PRELOAD");  // a backend has a good day
 }
 
-template <typename Function>
-Function* theSystems(Function* /*type*/, const char* name) {
-  return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
+// Calls the system's function of this name and type.
+template <typename Function, typename... Arguments>
+auto pass(Function* /*type*/, const char* name, Arguments... arguments) {
+  return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name))(arguments...);
 }
 
 std::uint64_t draw(std::uint64_t bound) {
@@ -107,10 +108,8 @@ bool fails(const char* call, int errorNumber) {
   if (failing == 0 || ++calls != failing) {
     return false;
   }
-  static const auto openNow = theSystems(&::open, "open");
-  static const auto writeNow = theSystems(&::write, "write");
-  const int file = openNow(report, O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
-  static_cast<void>(writeNow(file, call, std::strlen(call)));
+  const long file = ::syscall(SYS_openat, AT_FDCWD, report, O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+  ::syscall(SYS_write, file, call, std::strlen(call));
   errno = errorNumber;
   return true;
 }
@@ -120,31 +119,24 @@ bool fails(const char* call, int errorNumber) {
 extern "C" {
 
 ssize_t read(int fd, void* buffer, std::size_t count) {
-  static const auto next = theSystems(&::read, "read");
-  return cannotTransfer(fd) ? -1 : next(fd, buffer, someOf(count));
+  return cannotTransfer(fd) ? -1 : pass(&::read, "read", fd, buffer, someOf(count));
 }
 
 ssize_t write(int fd, const void* buffer, std::size_t count) {
-  static const auto next = theSystems(&::write, "write");
-  return cannotTransfer(fd) ? -1 : next(fd, buffer, someOf(count));
+  return cannotTransfer(fd) ? -1 : pass(&::write, "write", fd, buffer, someOf(count));
 }
 
-// What reads without waiting.
+// What reads without waiting, into one block.
 ssize_t preadv2(int fd, const iovec* blocks, int count, off_t offset, int flags) {
-  static const auto next = theSystems(&::preadv2, "preadv2");
-  if (cannotTransfer(fd)) {
-    return -1;
-  }
-  if (isRefused("preadv2", 8)) {
+  if (cannotTransfer(fd) || isRefused("preadv2", 8)) {
     return -1;
   }
   const iovec block{.iov_base = blocks->iov_base, .iov_len = someOf(blocks->iov_len)};
-  return count == 1 ? next(fd, &block, 1, offset, flags) : next(fd, blocks, count, offset, flags);
+  return pass(&::preadv2, "preadv2", fd, &block, count, offset, flags);
 }
 
 ssize_t splice(int in, off64_t* inOffset, int out, off64_t* outOffset, std::size_t count,
                unsigned flags) {
-  static const auto next = theSystems(&::splice, "splice");
   if (isInterrupted()) {
     return -1;
   }
@@ -152,23 +144,21 @@ ssize_t splice(int in, off64_t* inOffset, int out, off64_t* outOffset, std::size
     errno = EINVAL;
     return -1;
   }
-  return next(in, inOffset, out, outOffset, someOf(count), flags);
+  return pass(&::splice, "splice", in, inOffset, out, outOffset, someOf(count), flags);
 }
 
 // Only a wait is interrupted: what is ready already is told.
 int poll(pollfd* waiting, nfds_t count, int timeout) {
-  static const auto next = theSystems(&::poll, "poll");
-  const int ready = next(waiting, count, 0);
+  const int ready = pass(&::poll, "poll", waiting, count, 0);
   if (ready == 0 && isInterrupted()) {
     return -1;
   }
-  const int result = ready != 0 ? ready : next(waiting, count, timeout);
+  const int result = ready != 0 ? ready : pass(&::poll, "poll", waiting, count, timeout);
   dawdle();
   return result;
 }
 
 long syscall(long number, ...) noexcept {
-  static const auto next = theSystems(&::syscall, "syscall");
   std::va_list rest;
   va_start(rest, number);
   std::array<long, 6> values{};
@@ -180,84 +170,77 @@ long syscall(long number, ...) noexcept {
   if (number == SYS_pidfd_open && isRefused("pidfd_open", 3)) {
     return -1;
   }
-  return next(number, values[0], values[1], values[2], values[3], values[4], values[5]);
+  return pass(&::syscall, "syscall", number, values[0], values[1], values[2], values[3], values[4],
+              values[5]);
 }
 
 int ioctl(int fd, unsigned long request, ...) noexcept {
-  static const auto next = theSystems(&::ioctl, "ioctl");
   std::va_list rest;
   va_start(rest, request);
   void* const value = va_arg(rest, void*);
   va_end(rest);
-  return isRefused("ioctl", 4) ? -1 : next(fd, request, value);
+  return isRefused("ioctl", 4) ? -1 : pass(&::ioctl, "ioctl", fd, request, value);
 }
 
 pid_t waitpid(pid_t pid, int* status, int options) {
-  static const auto next = theSystems(&::waitpid, "waitpid");
-  return isInterrupted() ? -1 : next(pid, status, options);
+  return isInterrupted() ? -1 : pass(&::waitpid, "waitpid", pid, status, options);
 }
 
 int kill(pid_t pid, int signal) noexcept {
-  static const auto next = theSystems(&::kill, "kill");
   dawdle();
-  return next(pid, signal);
+  return pass(&::kill, "kill", pid, signal);
 }
 
 int close(int fd) {
-  static const auto next = theSystems(&::close, "close");
   dawdle();
-  return next(fd);
+  return pass(&::close, "close", fd);
 }
 
 int posix_spawn(pid_t* pid, const char* path, const posix_spawn_file_actions_t* actions,
                 const posix_spawnattr_t* attributes, char* const* arguments,
                 char* const* environment) {
-  static const auto next = theSystems(&::posix_spawn, "posix_spawn");
-  return fails("posix_spawn", EAGAIN)
-             ? EAGAIN
-             : next(pid, path, actions, attributes, arguments, environment);
+  return fails("posix_spawn", EAGAIN) ? EAGAIN
+                                      : pass(&::posix_spawn, "posix_spawn", pid, path, actions,
+                                             attributes, arguments, environment);
 }
 
 int posix_spawn_file_actions_adddup2(posix_spawn_file_actions_t* actions, int fd,
                                      int newFd) noexcept {
-  static const auto next =
-      theSystems(&::posix_spawn_file_actions_adddup2, "posix_spawn_file_actions_adddup2");
-  return fails("adddup2", ENOMEM) ? ENOMEM : next(actions, fd, newFd);
+  return fails("adddup2", ENOMEM) ? ENOMEM
+                                  : pass(&::posix_spawn_file_actions_adddup2,
+                                         "posix_spawn_file_actions_adddup2", actions, fd, newFd);
 }
 
 int pipe2(int* ends, int flags) noexcept {
-  static const auto next = theSystems(&::pipe2, "pipe2");
-  return fails("pipe2", EMFILE) ? -1 : next(ends, flags);
+  return fails("pipe2", EMFILE) ? -1 : pass(&::pipe2, "pipe2", ends, flags);
 }
 
 int mkdir(const char* path, mode_t mode) noexcept {
-  static const auto next = theSystems(&::mkdir, "mkdir");
-  return fails("mkdir", ENOSPC) ? -1 : next(path, mode);
+  return fails("mkdir", ENOSPC) ? -1 : pass(&::mkdir, "mkdir", path, mode);
 }
 
 int open(const char* path, int flags, ...) {
-  static const auto next = theSystems(&::open, "open");
   std::va_list rest;
   va_start(rest, flags);
   const auto mode = va_arg(rest, mode_t);
   va_end(rest);
-  return fails("open", EMFILE) ? -1 : next(path, flags, mode);
+  return fails("open", EMFILE) ? -1 : pass(&::open, "open", path, flags, mode);
 }
 
 void* mmap(void* address, std::size_t size, int protection, int flags, int fd,
            off_t offset) noexcept {
-  static const auto next = theSystems(&::mmap, "mmap");
-  return fails("mmap", ENOMEM) ? MAP_FAILED : next(address, size, protection, flags, fd, offset);
+  return fails("mmap", ENOMEM)
+             ? MAP_FAILED
+             : pass(&::mmap, "mmap", address, size, protection, flags, fd, offset);
 }
 
 void* mremap(void* address, std::size_t size, std::size_t newSize, int flags, ...) noexcept {
-  static const auto next = theSystems(&::mremap, "mremap");
-  return fails("mremap", ENOMEM) ? MAP_FAILED : next(address, size, newSize, flags);
+  return fails("mremap", ENOMEM) ? MAP_FAILED
+                                 : pass(&::mremap, "mremap", address, size, newSize, flags);
 }
 
 int getentropy(void* buffer, std::size_t size) {
-  static const auto next = theSystems(&::getentropy, "getentropy");
-  return fails("getentropy", EIO) ? -1 : next(buffer, size);
+  return fails("getentropy", EIO) ? -1 : pass(&::getentropy, "getentropy", buffer, size);
 }
 
 }  // extern "C"

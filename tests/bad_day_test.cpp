@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <functional>
-#include <memory>
 #include <regex>
 #include <string>
 #include <string_view>
@@ -18,13 +16,6 @@
 namespace ferncrest::testing {
 
 namespace {
-
-// What a run gave away, to the last byte.
-struct Result {
-  int status;
-  std::string output;
-  std::string errors;
-};
 
 // Whether a process runs that was started with this path.
 bool runs(const std::string& path) {
@@ -42,84 +33,50 @@ std::string withoutIds(const std::string& output) {
       output, std::regex("\\{\"inboundEvent\".*|.*\"Input\\\\/output error\".*"), "an answer");
 }
 
-// One run of the service on a bad day, with a script as its backend or none.
-class BadDay {
- public:
-  BadDay(Environment kind, const std::string& script) {
-    // Name and directory apart: in LD_PRELOAD a space ends a name.
-    kind.insert({{"LD_PRELOAD", BAD_DAY_NAME},
-                 {"LD_LIBRARY_PATH", BAD_DAY_DIRECTORY},
-                 {"ASAN_OPTIONS", "verify_asan_link_order=0"},
-                 {"BAD_DAY_REPORT", report_}});
-    if (!script.empty()) {
-      kind.emplace("FERNCREST_MANAGED_BRIDGE_BACKEND_PATH",
-                   directory_.file("backend", "#!/bin/sh\n" + script + "\n", 0700));
-    }
-    service_ = std::make_unique<Service>(
-        Service::Launch{.environment = kind, .executable = DYNAMIC_SERVICE_PATH});
-  }
-
-  Service* operator->() { return service_.get(); }
-  [[nodiscard]] std::string backend() const { return directory_.path("backend"); }
-  /// The call that failed, if one did.
-  [[nodiscard]] std::string failedCall() const { return readFile(report_).value_or(""); }
-  Result finish() {
-    const int status = service_->finish();
-    return {status, service_->readRest(), service_->readErrors()};
-  }
-
- private:
-  TemporaryDirectory directory_;
-  std::string report_ = directory_.path("report");
-  std::unique_ptr<Service> service_;
-};
-
-// Goes on where it stopped when the tests are repeated in one process.
-int nextSeed() {
-  static int seed = 0;
-  return ++seed;
+// How to launch the service on a bad day, with a script as its backend or none.
+Service::Launch badDay(Environment kind, const std::string& script) {
+  // Name and directory apart: in LD_PRELOAD a space ends a name.
+  kind.insert({{"LD_PRELOAD", BAD_DAY_NAME},
+               {"LD_LIBRARY_PATH", BAD_DAY_DIRECTORY},
+               {"ASAN_OPTIONS", "verify_asan_link_order=0"}});
+  return {.script = script, .environment = kind, .executable = DYNAMIC_SERVICE_PATH};
 }
 
-Environment seeded() {
-  return {{"BAD_DAY_SEED", std::to_string(nextSeed())}};
+// Goes on where it stopped when the tests are repeated in one process.
+std::string nextSeed() {
+  static int seed = 0;
+  return std::to_string(++seed);
 }
 
 constexpr int seeds = 8;
 
 TEST(BadDay, losesNoByteOfTheStub) {
   for (int round = 0; round < seeds; ++round) {
-    const Environment day = seeded();
-    SCOPED_TRACE(day.at("BAD_DAY_SEED"));
-    BadDay service(day, "");
+    const std::string seed = nextSeed();
+    SCOPED_TRACE(seed);
+    Service service(badDay({{"BAD_DAY_SEED", seed}}, ""));
     std::string requests;
     std::string events = greeting;
     for (int request = 0; request < 20; ++request) {
       requests += std::string(20000, ' ') + connectRequest;
       events += connectEvents();
     }
-    service->write(requests);
-    const auto [status, output, errors] = service.finish();
-    EXPECT_EQ(status, 0);
-    EXPECT_EQ(output, events);
-    EXPECT_EQ(errors, "");
+    service.write(requests);
+    service.expectEnd(events);
   }
 }
 
 TEST(BadDay, losesNoByteOfTheBackendOrOfTheStubAfterIt) {
-  const std::string block(300'000, 'x');
+  const std::string lines = std::string(300'000, 'x') + "\n" + connectRequest;
   for (int round = 0; round < seeds; ++round) {
-    const Environment day = seeded();
-    SCOPED_TRACE(day.at("BAD_DAY_SEED"));
-    BadDay service(day, "head -n 2; printf diagnostic >&2; head -c 100000 /dev/zero; exit 3");
-    service->write(block + "\n" + connectRequest);
-    const std::string expected =
-        block + "\n" + connectRequest + std::string(100'000, '\0') + exitReport(3);
-    EXPECT_TRUE(service->readBytes(expected.size()) == expected);
-    service->write("not delivered\n" + connectRequest);
-    const auto [status, output, errors] = service.finish();
-    EXPECT_EQ(status, 0);
-    EXPECT_EQ(output, greeting + connectEvents(" fallback"));
-    EXPECT_EQ(errors, "diagnostic" + notRunningLine(service.backend()));
+    const std::string seed = nextSeed();
+    SCOPED_TRACE(seed);
+    Service service(badDay({{"BAD_DAY_SEED", seed}},
+                           "head -n 2; printf diagnostic >&2; head -c 100000 /dev/zero; exit 3"));
+    service.write(lines);
+    service.expect(lines + std::string(100'000, '\0') + exitReport(3));
+    expectTakeover(service);
+    service.expectEnd("", "diagnostic" + notRunningLine(service.script()));
   }
 }
 
@@ -127,76 +84,72 @@ TEST(BadDay, servesInASandboxThatRefusesCalls) {
   for (const std::string refused :
        {"pidfd_open", "ioctl", "preadv2", "splice", "pidfd_open ioctl preadv2 splice"}) {
     SCOPED_TRACE(refused);
-    BadDay service({{"BAD_DAY_REFUSES", refused}},
-                   "sleep 1000 & echo $!; head -n 1; head -c 100000 /dev/zero; exit 3");
-    const Guest heir(service->readLine());
-    service->write(connectRequest);
-    const std::string expected = connectRequest + std::string(100'000, '\0') + exitReport(3);
-    EXPECT_TRUE(service->readBytes(expected.size()) == expected);
-    service->write("not delivered\n" + connectRequest);
-    EXPECT_EQ(service->readBytes(takeover.size()), takeover);
-    EXPECT_EQ(service->readErrorLine(), notRunningLine(service.backend()));
-    service->closeInput();
-    EXPECT_EQ(service->wait(), 0);
+    Service service(badDay({{"BAD_DAY_REFUSES", refused}},
+                           "sleep 1000 & echo $!; head -n 1; head -c 100000 /dev/zero; exit 3"));
+    const Guest heir(service.readLine());
+    service.write(connectRequest);
+    service.expect(connectRequest + std::string(100'000, '\0') + exitReport(3));
+    expectTakeover(service);
+    service.expectErrors(notRunningLine(service.script()));
+    service.closeInput();
+    EXPECT_EQ(service.wait(), 0);
   }
 }
 
-// Runs the conversation with the first, second, ... call failing until none is left to fail.
-void failEachCall(const std::string& script, const std::function<Result(BadDay&)>& converse,
+// Runs a conversation, a line a step, with the first, second, ... call failing until none is left
+// to fail.
+void failEachCall(const std::string& script, const std::string& requests,
                   const std::string& delegated, const std::string& stub) {
   const std::string firstWords = delegated.substr(0, delegated.find('\n') + 1);
+  const auto isOneLine = [](const std::string& text, const std::string& begin) {
+    return text.starts_with(begin) && text.find('\n') == text.size() - 1;
+  };
   std::string failed = "none";
   for (int call = 1; !failed.empty(); ++call) {
-    Environment day = seeded();
-    day.emplace("BAD_DAY_FAILS", std::to_string(call));
-    BadDay service(day, script);
-    const auto [status, output, errors] = converse(service);
-    failed = service.failedCall();
-    SCOPED_TRACE(day.at("BAD_DAY_SEED") + ": " + failed + ", call " + std::to_string(call) + "\n" +
-                 output + errors);
+    const TemporaryDirectory directory;
+    const std::string seed = nextSeed();
+    Service service(badDay({{"BAD_DAY_SEED", seed},
+                            {"BAD_DAY_FAILS", std::to_string(call)},
+                            {"BAD_DAY_REPORT", directory.path("report")}},
+                           script));
+    std::string output = delegated.empty() ? "" : service.readLine();
+    service.write(requests);
+    for (int line = 0; line < (delegated.empty() ? 0 : 2); ++line) {
+      output += service.readLine();
+    }
+    service.closeInput();
+    output = withoutIds(output + service.readRest());
+    const std::string errors = service.readErrors();
+    const int status = service.wait();
+    failed = readFile(directory.path("report")).value_or("");
+    SCOPED_TRACE(seed + ": " + failed + ", call " + std::to_string(call) + "\n" + output + errors);
     const bool isRefused = status == 64 && output.empty() && errors == refusal;
-    const bool fatal = status == 1 && errors.starts_with("[BridgeService] fatal error: ") &&
-                       errors.find('\n') == errors.size() - 1 &&
-                       (output.empty() || output.ends_with('\n')) &&
-                       (stub.starts_with(output) || delegated.starts_with(output));
+    const bool isFatal = status == 1 && isOneLine(errors, "[BridgeService] fatal error: ") &&
+                         (output.empty() || output.ends_with('\n')) &&
+                         (stub.starts_with(output) || delegated.starts_with(output));
     // Words of the backend may have gone before it was found that it cannot be kept.
     const bool fellBack = !delegated.empty() && status == 0 &&
                           (output == stub || output == firstWords + stub) &&
-                          errors.starts_with(fallbackLine("", "").substr(0, 40)) &&
-                          errors.find('\n') == errors.size() - 1;
-    const bool asEver =
+                          isOneLine(errors, fallbackLine("", "").substr(0, 40));
+    const bool isAsEver =
         status == 0 && output == (delegated.empty() ? stub : delegated) && errors.empty();
-    EXPECT_TRUE(failed.empty() ? asEver : isRefused || fatal || fellBack || asEver);
-    EXPECT_TRUE(eventually([&] { return !runs(service.backend()); }));
+    EXPECT_TRUE(isAsEver || (!failed.empty() && (isRefused || isFatal || fellBack)));
+    EXPECT_TRUE(eventually([&] { return !runs(service.script()); }));
     ASSERT_LT(call, 200);
   }
 }
 
 TEST(BadDay, endsAsItShouldWhicheverCallFails) {
-  const std::string request =
-      "{\"sendMessage\":{\"_0\":{\"platform\":\"whatsapp\",\"message\":"
-      "{\"conversationId\":\"c\",\"text\":\"t\"}}}}\n";
-  const std::string requests = std::string(300'000, ' ') + connectRequest + request;
-  const auto askTheStub = [&](BadDay& service) {
-    service->tryWrite(requests);
-    Result result = service.finish();
-    result.output = withoutIds(result.output);
-    return result;
-  };
-  failEachCall("", askTheStub, "", greeting + connectEvents() + "an answer\n");
-
-  const auto askTheBackend = [&](BadDay& service) {
-    std::string output = service->readLine();
-    service->tryWrite(std::string(300'000, ' ') + connectRequest);
-    output += service->readLine();
-    output += service->readLine();
-    Result result = service.finish();
-    return Result{result.status, output + result.output, result.errors};
-  };
+  const std::string requests = std::string(300'000, ' ') + connectRequest;
+  failEachCall("",
+               requests +
+                   "{\"sendMessage\":{\"_0\":{\"platform\":\"whatsapp\",\"message\":"
+                   "{\"conversationId\":\"c\",\"text\":\"t\"}}}}\n",
+               "", greeting + connectEvents() + "an answer\n");
   failEachCall(
       "trap '' PIPE; exec 2>/dev/null; echo ready; read -r line && echo \"$line\" && echo more; "
       "while [ -e \"$0\" ]; do sleep 0.02; done",
-      askTheBackend, "ready\n" + connectRequest + "more\n", greeting + connectEvents(" fallback"));
+      requests, "ready\n" + connectRequest + "more\n", takeover);
 }
 
 // The backend ends, the host writes and the host ends, in whatever order a seed makes of it.
@@ -204,15 +157,18 @@ TEST(BadDay, endsEveryRaceInOneOfTheKnownWays) {
   const std::vector<std::string> scripts{"exit 3", "read -r line; exit 3", "exec <&-; exit 3",
                                          "sleep 0.00$(($$ % 8)); exit 3"};
   for (int round = 0; round < 10 * seeds; ++round) {
-    const Environment day = seeded();
+    const std::string seed = nextSeed();
     const std::string& script = scripts[static_cast<std::size_t>(round) % scripts.size()];
-    SCOPED_TRACE(day.at("BAD_DAY_SEED") + ": " + script);
-    BadDay service(day, script);
+    SCOPED_TRACE(seed + ": " + script);
+    Service service(badDay({{"BAD_DAY_SEED", seed}}, script));
     const int lines = round / 4 % 5;
     for (int line = 0; line < lines; ++line) {
-      service->tryWrite(connectRequest);
+      service.write(connectRequest);
     }
-    const auto [status, output, errors] = service.finish();
+    service.closeInput();
+    const std::string output = service.readRest();
+    const std::string errors = service.readErrors();
+    EXPECT_EQ(service.wait(), 0);
     std::string_view rest = output;
     const auto take = [&rest](const std::string& part) {
       const bool found = rest.starts_with(part);
@@ -226,16 +182,13 @@ TEST(BadDay, endsEveryRaceInOneOfTheKnownWays) {
       ++answers;
     }
     EXPECT_TRUE(rest.empty() && answers < std::max(lines, 1)) << output;
-    EXPECT_EQ(status, 0);
-    if (!fellBack) {
-      EXPECT_EQ(errors, "");
-      continue;
-    }
     // One that closes its input first may take longer to end than is waited for.
-    EXPECT_TRUE(reported || script.starts_with("exec <&-")) << output;
-    EXPECT_TRUE(errors == brokenPipeLine(service.backend()) ||
-                (reported && errors == notRunningLine(service.backend())))
-        << errors;
+    const bool isExplained = !fellBack || reported || script.starts_with("exec <&-");
+    EXPECT_TRUE(isExplained &&
+                (fellBack ? errors == brokenPipeLine(service.script()) ||
+                                (reported && errors == notRunningLine(service.script()))
+                          : errors.empty()))
+        << output << errors;
   }
 }
 

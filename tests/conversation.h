@@ -3,12 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
-#include <functional>
 #include <string>
 #include <utility>
 
 #include "process.h"
-#include "text/utf8.h"
 
 // What host and service say to each other in most conversations.
 
@@ -57,27 +55,6 @@ inline std::string exitReport(int status) {
          "{\"error\":{\"_0\":{\"message\":" + message + "}}}\n";
 }
 
-/// The service with this shell script as its backend.
-class DelegatedService {
- public:
-  explicit DelegatedService(const std::string& script, Service::Launch launch = {})
-      : path_(directory_.file("back end", "#!/bin/sh\n" + script + "\n", 0700)),
-        service_(named(path_, std::move(launch))) {}
-
-  Service* operator->() { return &service_; }
-  [[nodiscard]] std::string path() const { return path_; }
-
- private:
-  static Service::Launch named(const std::string& path, Service::Launch launch) {
-    launch.environment.emplace("FERNCREST_MANAGED_BRIDGE_BACKEND_PATH", path);
-    return launch;
-  }
-
-  TemporaryDirectory directory_;
-  std::string path_;
-  Service service_;
-};
-
 /// Whether a process with this number is there, be it a zombie.
 inline bool exists(pid_t pid) {
   return ::kill(pid, 0) == 0;
@@ -101,16 +78,15 @@ class Guest {
   pid_t pid_;
 };
 
-/// Checks that the stub takes over from a backend at `path` that cannot be started.
-inline void expectTakeover(const std::string& path, const std::string& reason,
-                           const std::function<void()>& inChild = {}) {
-  SCOPED_TRACE(path + ": " + reason);
-  Service service(
-      {.environment = {{"FERNCREST_MANAGED_BRIDGE_BACKEND_PATH", path}}, .inChild = inChild});
-  service.write(connectRequest);
-  EXPECT_EQ(service.finish(), 0);
-  EXPECT_EQ(service.readRest(), takeover);
-  EXPECT_EQ(service.readErrors(), fallbackLine(repairedUtf8(path), reason));
+/// Whether the process whose number a script wrote on this line ends.
+inline bool ends(const std::string& line) {
+  return eventually([pid = std::stoi(line)] { return !exists(pid); });
+}
+
+/// The host sends two lines, the second of which the stub answers that has taken over.
+inline void expectTakeover(Service& service) {
+  service.write("not delivered\n" + connectRequest);
+  service.expect(takeover);
 }
 
 }  // namespace ferncrest::testing

@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,7 +14,9 @@
 
 #include "conversation.h"
 #include "platform/fd.h"
+#include "platform/files.h"
 #include "process.h"
+#include "text/utf8.h"
 
 // Hosts and backends that do everything wrong that the system lets them do.
 
@@ -87,10 +90,8 @@ TEST(HostileEnvironment, isAnsweredOrRefusedInWords) {
     Service service({.inChild = [&all = conditions] {
       std::ranges::for_each(all, [](const Conditions& condition) { condition(); });
     }});
-    service.tryWrite(connectRequest);
-    EXPECT_EQ(service.finish(), status);
-    EXPECT_EQ(service.readRest(), output);
-    EXPECT_EQ(service.readErrors(), errors);
+    service.write(connectRequest);
+    service.expectEnd(output, errors, status);
   }
 }
 
@@ -99,63 +100,106 @@ TEST(HostileEnvironment, endsInWordsWhenALineDoesNotFitIntoMemory) {
     GTEST_SKIP() << "a sanitizer needs more than that";
   }
   Service service({.inChild = limited(RLIMIT_AS, std::size_t{16} << 20U)});
-  service.tryWrite(connectRequest + std::string(std::size_t{20} << 20U, 'x'));
-  EXPECT_EQ(service.finish(), 1);
-  EXPECT_EQ(service.readRest(), greeting + connectEvents());
-  EXPECT_EQ(service.readErrors(), fatalLine("Cannot allocate memory"));
+  service.write(connectRequest + std::string(std::size_t{20} << 20U, 'x'));
+  service.expectEnd(greeting + connectEvents(), fatalLine("Cannot allocate memory"), 1);
+}
+
+TEST(HostileEnvironment, givesTheMemoryOfALongLineBack) {
+  if (isSanitized) {
+    GTEST_SKIP() << "a sanitizer keeps memory";
+  }
+  for (const std::string script : {"", "exec cat >/dev/null"}) {
+    SCOPED_TRACE(script);
+    Service service({.script = script});
+    // Almost all of it has been read when the write returns.
+    service.write(std::string(std::size_t{30} << 20U, 'x') + "\n");
+    EXPECT_TRUE(eventually([&] {
+      const std::string pages =
+          readFile("/proc/" + std::to_string(service.pid()) + "/statm").value();
+      return std::stoul(pages.substr(pages.find(' '))) < (std::size_t{10} << 20U) / 4096;
+    }));
+  }
+}
+
+// Root may have any number of processes, so another user is taken, who must reach all that is
+// needed.
+TEST(HostileEnvironment, fallsBackWhenThereMayBeNoMoreProcesses) {
+  const TemporaryDirectory directory;
+  ::chmod(directory.path().c_str(), 0777);
+  std::filesystem::copy_file(SERVICE_PATH, directory.path("service"));
+  const std::string token(32, 't');
+  Service service(
+      {.environment = {{"FERNCREST_MANAGED_BRIDGE_BACKEND_PATH", "/bin/cat"},
+                       {"FERNCREST_MANAGED_BRIDGE_DATA_DIR", directory.path("data")},
+                       {"FERNCREST_HELPER_LAUNCH_TOKEN", token},
+                       {"FERNCREST_HELPER_LAUNCH_TOKEN_FILE", directory.file("token", token, 0644)},
+                       {"ASAN_OPTIONS", "detect_leaks=0"}},
+       .inChild =
+           [] {
+             EXPECT_TRUE(::geteuid() != 0 || ::setuid(65534) == 0);
+             limited(RLIMIT_NPROC, 0)();
+           },
+       .executable = directory.path("service")});
+  service.write(connectRequest);
+  service.expectEnd(takeover, fallbackLine("/bin/cat", "Resource temporarily unavailable"));
 }
 
 TEST(HostileEnvironment, fallsBackFromABackendThatCannotStart) {
   const TemporaryDirectory directory;
+  const std::string otherProcessor(
+      "\x7F"
+      "ELF\2\1\1\0\0\0\0\0\0\0\0\0\2\0\x7E",
+      19);
   const std::string busy = directory.file("busy\xFF", "#!/bin/sh\nexit 3\n", 0700);
   const Fd writer(::open(busy.c_str(), O_WRONLY | O_CLOEXEC));
-  expectTakeover(busy, "Text file busy");
-
+  std::vector<std::tuple<std::string, std::string, Conditions>> cases{
+      {directory.file("text", "no program at all\n", 0700), "Exec format error", {}},
+      {directory.file("foreign", otherProcessor, 0700), "Exec format error", {}},
+      {directory.file("script", "#!/no/such/program\n", 0700), "No such file or directory", {}},
+      {directory.path(), "Permission denied", {}},
+      {busy, "Text file busy", {}}};
   for (const rlim_t most : {rlim_t{4}, rlim_t{7}, rlim_t{8}}) {
-    if (isSanitized) {
-      break;
+    if (!isSanitized) {
+      cases.push_back({"/bin/cat", "Too many open files", limited(RLIMIT_NOFILE, most)});
     }
-    expectTakeover("/bin/cat", "Too many open files", limited(RLIMIT_NOFILE, most));
   }
-}
-
-TEST(HostileEnvironment, fallsBackWhenThereMayBeNoMoreProcesses) {
-  if (::geteuid() == 0) {
-    GTEST_SKIP() << "root may have any number of processes";
+  for (const auto& [path, reason, condition] : cases) {
+    SCOPED_TRACE(path + ": " + reason);
+    Service service(
+        {.environment = {{"FERNCREST_MANAGED_BRIDGE_BACKEND_PATH", path}}, .inChild = condition});
+    service.write(connectRequest);
+    service.expectEnd(takeover, fallbackLine(repairedUtf8(path), reason));
   }
-  expectTakeover("/bin/cat", "Resource temporarily unavailable", limited(RLIMIT_NPROC, 1));
 }
 
 TEST(HostileEnvironment, relaysWithoutADirectoryAndWithoutRoomForOutput) {
-  const TemporaryDirectory directory;
-  const std::string path = directory.file(
-      "backend", "#!/bin/sh\nread go; head -c 1000000 /dev/zero; echo $go >&2\n", 0700);
-  const Environment environment{{"FERNCREST_MANAGED_BRIDGE_BACKEND_PATH", path}};
-  Service full({.environment = environment, .inChild = opened(1, "/dev/full", O_WRONLY)});
+  const std::string script = "read go; head -c 1000000 /dev/zero; echo $go >&2";
+  Service full({.script = script, .inChild = opened(1, "/dev/full", O_WRONLY)});
   full.write("go\n");
-  EXPECT_EQ(full.readErrorLine(), "go\n");
-  Service nowhere({.environment = environment, .inChild = standInNoDirectory});
+  full.expectErrors("go\n");
+  Service nowhere({.script = script, .inChild = standInNoDirectory});
   nowhere.write("go\n");
-  EXPECT_EQ(nowhere.readBytes(1'000'000), std::string(1'000'000, '\0'));
+  nowhere.expect(std::string(1'000'000, '\0'));
+}
+
+TEST(HostileEnvironment, relaysAllThatAnUnusuallyLargePipeHolds) {
+  Service service({.script =
+                       "echo $$ >&2; python3 -c 'import fcntl, os; "
+                       "fcntl.fcntl(1, 1031, 1 << 20); os.write(1, bytes(1000000))'; exit 3"});
+  ASSERT_TRUE(ends(service.readErrorLine()));
+  service.expect(std::string(1'000'000, '\0') + exitReport(3));
 }
 
 TEST(HostileEnvironment, outlivesABackendThatClosesItsStreamsInAnyOrder) {
-  std::vector<std::string> closings{"exec 0<&-", "exec 1>&-", "exec 2>&-"};
+  std::vector<std::string> closings{"exec 0<&-; ", "exec 1>&-; ", "exec 2>&-; "};
   do {
-    const TemporaryDirectory directory;
-    const std::string script = closings[0] + "; " + closings[1] + "; " + closings[2];
+    const std::string script = closings[0] + closings[1] + closings[2];
     SCOPED_TRACE(script);
-    const std::string path =
-        directory.file("backend",
-                       "#!/bin/sh\n" + script +
-                           "; mkdir \"$0.closed\"; while [ -e \"$0\" ]; do sleep 0.02; done\n",
-                       0700);
-    Service service({.environment = {{"FERNCREST_MANAGED_BRIDGE_BACKEND_PATH", path}}});
-    ASSERT_TRUE(eventually([&] { return std::filesystem::exists(path + ".closed"); }));
+    Service service({.script = script + "mkdir \"$0.closed\"; exec sleep 1000"});
+    ASSERT_TRUE(eventually([&] { return std::filesystem::exists(service.script(".closed")); }));
     service.write("not delivered\n" + connectRequest);
-    EXPECT_EQ(service.finish(), 0);
-    EXPECT_EQ(service.readRest(), takeover);
-    EXPECT_EQ(service.readErrors(), brokenPipeLine(path));
+    // It was asked to end, so that is not reported.
+    service.expectEnd(takeover, brokenPipeLine(service.script()));
   } while (std::ranges::next_permutation(closings).found);
 }
 

@@ -15,12 +15,16 @@
 #include <array>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <thread>
 
 #include "platform/io.h"
+
+extern char** environ;  // NOLINT(readability-redundant-declaration): macOS headers have none
 
 namespace ferncrest::testing {
 
@@ -32,70 +36,56 @@ constexpr int deadlineMilliseconds = 60'000;
 
 const std::string launchToken = "0123456789abcdef0123456789abcdef";
 
-// Both ends of one stream, out of the way of the standard ones.
-struct Ends {
-  Fd services;
-  Fd hosts;
-};
+// The service's end of a stream, and the host's.
+using Ends = std::array<Fd, 2>;
 
-Ends endsOf(int services, int hosts) {
-  Ends ends{Fd(::fcntl(services, F_DUPFD_CLOEXEC, 3)), Fd(::fcntl(hosts, F_DUPFD_CLOEXEC, 3))};
-  ::close(services);
-  ::close(hosts);
-  if (!ends.services.isOpen() || !ends.hosts.isOpen()) {
-    throw std::runtime_error("no stream");
-  }
-  return ends;
-}
-
-Ends terminal() {
-  const int host = ::posix_openpt(O_RDWR | O_NOCTTY);
-  if (::grantpt(host) != 0 || ::unlockpt(host) != 0) {
-    throw std::runtime_error("no terminal");
-  }
-  const int service = ::open(::ptsname(host), O_RDWR | O_NOCTTY);
-  termios mode{};
-  ::tcgetattr(service, &mode);
-  ::cfmakeraw(&mode);
-  ::tcsetattr(service, TCSANOW, &mode);
-  return endsOf(service, host);
-}
-
-Ends stream(StreamKind kind, bool isInput) {
+Ends makeStream(StreamKind kind, bool isInput) {
   std::array<int, 2> fds{-1, -1};
   if (kind == StreamKind::terminal && !isInput) {
-    return terminal();
+    fds[1] = ::posix_openpt(O_RDWR | O_NOCTTY);
+    ::grantpt(fds[1]);
+    ::unlockpt(fds[1]);
+    fds[0] = ::open(::ptsname(fds[1]), O_RDWR | O_NOCTTY);
+    termios mode{};
+    ::tcgetattr(fds[0], &mode);
+    ::cfmakeraw(&mode);
+    ::tcsetattr(fds[0], TCSANOW, &mode);
+  } else if (kind == StreamKind::socket) {
+    EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, fds.data()), 0);
+  } else {
+    EXPECT_EQ(::pipe(fds.data()), 0);
+    std::ranges::rotate(fds, fds.begin() + (isInput ? 0 : 1));
   }
-  if (kind == StreamKind::socket) {
-    static_cast<void>(::socketpair(AF_UNIX, SOCK_STREAM, 0, fds.data()));
-    return endsOf(fds[0], fds[1]);
-  }
-  if (::pipe(fds.data()) != 0) {
-    throw std::runtime_error("no pipe");
-  }
-  Ends ends = isInput ? endsOf(fds[0], fds[1]) : endsOf(fds[1], fds[0]);
   if (kind == StreamKind::nonBlockingPipe) {
-    ::fcntl(ends.services.get(), F_SETFL, O_NONBLOCK);
+    ::fcntl(fds[0], F_SETFL, O_NONBLOCK);
   }
-  return ends;
+  return {Fd(fds[0]), Fd(fds[1])};
 }
 
-[[noreturn]] void execute(const std::vector<std::string>& arguments,
+[[noreturn]] void execute(const std::string& executable, std::vector<std::string> arguments,
                           const Environment& environment) {
-  std::vector<std::string> entries;
+  arguments.insert(arguments.begin(), executable);
+  std::vector<char*> pointers;
+  std::ranges::transform(arguments, std::back_inserter(pointers),
+                         [](auto& text) { return text.data(); });
+  pointers.push_back(nullptr);
+  char* none = nullptr;
+  environ = &none;
   for (const auto& [name, value] : environment) {
-    entries.push_back(name + "=" + value);
+    ::setenv(name.c_str(), value.c_str(), 1);
   }
-  const auto pointers = [](auto& texts) {
-    std::vector<char*> list;
-    for (auto& text : texts) {
-      list.push_back(const_cast<char*>(text.c_str()));
-    }
-    list.push_back(nullptr);
-    return list;
-  };
-  ::execve(arguments.front().c_str(), pointers(arguments).data(), pointers(entries).data());
+  ::execv(executable.c_str(), pointers.data());
   ::_exit(126);
+}
+
+// Shows of long texts the end alone.
+void expectSame(std::string_view found, std::string_view expected) {
+  constexpr std::size_t most = 600;
+  const auto end = [=](std::string_view text) {
+    return text.substr(text.size() - std::min(most, text.size()));
+  };
+  EXPECT_TRUE(found == expected) << found.size() << " bytes: " << end(found) << "\ninstead of "
+                                 << expected.size() << ": " << end(expected);
 }
 
 }  // namespace
@@ -125,8 +115,6 @@ std::string TemporaryDirectory::file(std::string_view name, std::string_view con
 }
 
 Service::Service(const Launch& launch) {
-  std::vector<std::string> arguments{launch.executable};
-  arguments.insert(arguments.end(), launch.arguments.begin(), launch.arguments.end());
   Environment environment = launch.environment;
   environment.emplace("FERNCREST_MANAGED_BRIDGE_DATA_DIR", directory_.path("data"));
   if (launch.authorized) {
@@ -134,30 +122,33 @@ Service::Service(const Launch& launch) {
     environment.emplace("FERNCREST_HELPER_LAUNCH_TOKEN_FILE",
                         directory_.file("token", launchToken + "\n"));
   }
-  Ends in = stream(launch.streams, true);
-  Ends out = stream(launch.streams, false);
-  Ends err = stream(launch.streams, false);
+  if (!launch.script.empty()) {
+    environment.emplace("FERNCREST_MANAGED_BRIDGE_BACKEND_PATH",
+                        directory_.file("back end", "#!/bin/sh\n" + launch.script + "\n", 0700));
+  }
+  std::array<Ends, 3> streams{makeStream(launch.streams, true), makeStream(launch.streams, false),
+                              makeStream(launch.streams, false)};
   ::signal(SIGPIPE, SIG_IGN);
   pid_ = ::fork();
   if (pid_ == 0) {
     ::signal(SIGPIPE, SIG_DFL);
-    ::dup2(in.services.get(), 0);
-    ::dup2(out.services.get(), 1);
-    ::dup2(err.services.get(), 2);
+    for (int stream = 0; stream < 3; ++stream) {
+      ::dup2(streams.at(static_cast<std::size_t>(stream))[0].get(), stream);
+    }
     for (int leaked = 3; leaked < 256; ++leaked) {
       ::close(leaked);  // of whoever runs the tests; what is to be open is opened by the test
     }
     if (launch.inChild) {
       launch.inChild();
     }
-    execute(arguments, environment);
+    execute(launch.executable, launch.arguments, environment);
   }
-  input_ = std::move(in.hosts);
   if (launch.keepsStreams) {
-    kept_ = {std::move(in.services), std::move(out.services), std::move(err.services)};
+    std::ranges::transform(streams, kept_.begin(), [](Ends& ends) { return std::move(ends[0]); });
   }
-  output_.fd = std::move(out.hosts);
-  errors_.fd = std::move(err.hosts);
+  input_ = std::move(streams[0][1]);
+  output_ = {std::move(streams[1][1])};
+  errors_ = {std::move(streams[2][1])};
 }
 
 Service::~Service() {
@@ -167,23 +158,11 @@ Service::~Service() {
   }
 }
 
-int Service::unreadInput() const {
-  return bytesIn(kept_[0].get());
-}
-
-std::array<bool, 3> Service::areNonBlocking() const {
-  std::array<bool, 3> modes{};
-  std::ranges::transform(kept_, modes.begin(), [](const Fd& fd) {
-    return (::fcntl(fd.get(), F_GETFL) & O_NONBLOCK) != 0;
-  });
-  return modes;
+std::string Service::script(const std::string& ending) const {
+  return directory_.path("back end" + ending);
 }
 
 void Service::write(std::string_view bytes) const {
-  ASSERT_TRUE(writeAll(input_.get(), bytes).has_value());
-}
-
-void Service::tryWrite(std::string_view bytes) const {
   static_cast<void>(writeAll(input_.get(), bytes).has_value());
 }
 
@@ -223,10 +202,25 @@ std::string Service::readRest(Stream& stream) {
   return stream.take(std::string::npos);
 }
 
-std::string Service::readBytes(Stream& stream, std::size_t count) {
-  while (stream.ahead.size() < count && stream.readMore()) {
+std::string Service::readPiece(std::size_t most, bool ofErrors) {
+  std::string piece(most, '\0');
+  piece.resize(readSome(ofErrors ? errorsFd() : outputFd(), piece).value_or(0));
+  return piece;
+}
+
+void Service::expect(Stream& stream, std::string_view bytes) {
+  while (stream.ahead.size() < bytes.size() && stream.readMore()) {
   }
-  return stream.take(count);
+  expectSame(stream.take(bytes.size()), bytes);
+}
+
+void Service::expectEnd(std::string_view output, std::string_view errors, int status) {
+  closeInput();
+  // The longer one first: at the end a host that reads nothing is given up after a second.
+  const std::string early = errors.size() > output.size() ? readErrors() : "";
+  expectSame(readRest(), output);
+  expectSame(early + readErrors(), errors);
+  EXPECT_EQ(wait(), status);
 }
 
 int Service::wait() {
@@ -241,11 +235,6 @@ int Service::wait() {
   processorSeconds_ = seconds(used.ru_utime) + seconds(used.ru_stime);
   pid_ = -1;
   return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-}
-
-int Service::finish() {
-  closeInput();
-  return wait();
 }
 
 int bytesIn(int readEnd) {

@@ -39,6 +39,7 @@ enum class StreamKind { pipe, nonBlockingPipe, socket, terminal };
 class Service {
  public:
   struct Launch {
+    std::string script = "";  ///< for the shell, as the backend; none without one
     std::vector<std::string> arguments = {};
     Environment environment = {};  ///< besides the launch token
     StreamKind streams = StreamKind::pipe;
@@ -55,42 +56,48 @@ class Service {
   Service& operator=(const Service&) = delete;
   ~Service();
 
+  /// The path of the script, or of a file beside it with this ending.
+  [[nodiscard]] std::string script(const std::string& ending = "") const;
+
+  /// Fails silently when the service no longer reads.
   void write(std::string_view bytes) const;
   void closeInput() { input_.reset(); }
   void closeOutput() { output_.fd.reset(); }
 
-  /// The same for an input that the service may not be reading.
-  void tryWrite(std::string_view bytes) const;
-  /// Standard output up to and including the next line feed, or to its end.
+  /// The next bytes of standard output, or of standard error, are these.
+  void expect(std::string_view output) { expect(output_, output); }
+  void expectErrors(std::string_view errors) { expect(errors_, errors); }
+  /// After the end of the input: all that is left of the two, and the exit status, or the negated
+  /// number of the signal that ended the service.
+  void expectEnd(std::string_view output, std::string_view errors = "", int status = 0);
+
+  /// Up to and including the next line feed, or to the end.
   std::string readLine() { return readLine(output_); }
   std::string readErrorLine() { return readLine(errors_); }
-  /// What is left of a stream until every writer has closed it.
+  /// What is left of standard output until every writer has closed it.
   std::string readRest() { return readRest(output_); }
   std::string readErrors() { return readRest(errors_); }
-  /// Exactly this many bytes of standard output.
-  std::string readBytes(std::size_t count) { return readBytes(output_, count); }
-  std::string readErrorBytes(std::size_t count) { return readBytes(errors_, count); }
+  /// What one read gives, however little.
+  std::string readPiece(std::size_t most, bool ofErrors = false);
 
+  /// Waits for the end: the status as above.
+  int wait();
   /// After the end: the processor time that the service used, in seconds.
   [[nodiscard]] double processorSeconds() const { return processorSeconds_; }
 
-  /// Waits for the end: the exit status, or the negated number of the signal that ended it.
-  int wait();
-  /// Closes the input and waits.
-  int finish();
-
-  /// Where they are kept, bytes of the input that the service has not read yet.
-  [[nodiscard]] int unreadInput() const;
-  /// Where they are kept, whether the service's ends are in non-blocking mode.
-  [[nodiscard]] std::array<bool, 3> areNonBlocking() const;
+  /// Where they are kept, the service's ends.
+  [[nodiscard]] int kept(int stream) const {
+    return kept_.at(static_cast<std::size_t>(stream)).get();
+  }
   [[nodiscard]] int outputFd() const { return output_.fd.get(); }
   [[nodiscard]] int errorsFd() const { return errors_.fd.get(); }
+  [[nodiscard]] pid_t pid() const { return pid_; }
 
  private:
   // A stream of the service, with what was read of it but not yet asked for.
   struct Stream {
     Fd fd;
-    std::string ahead;
+    std::string ahead = "";
 
     bool readMore();
     std::string take(std::size_t count);
@@ -98,7 +105,7 @@ class Service {
 
   static std::string readLine(Stream& stream);
   static std::string readRest(Stream& stream);
-  static std::string readBytes(Stream& stream, std::size_t count);
+  static void expect(Stream& stream, std::string_view bytes);
 
   TemporaryDirectory directory_;
   Fd input_;

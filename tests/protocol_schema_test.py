@@ -1,6 +1,6 @@
-"""Holds docs/protocol.schema.json against the tables and the examples in docs/protocol.md and
-against every line that the service writes when those examples are sent to it: as a stub, and after
-its backend has ended."""
+"""Holds docs/protocol.schema.json against the names in the code, against the tables and the examples
+in docs/protocol.md, against what the service accepts, field by field, and against every line that it
+writes: as a stub, and after its backend has ended."""
 
 import difflib
 import json
@@ -18,15 +18,23 @@ except ImportError:
 
 documents, service = sys.argv[1:]
 TOKEN = "0123456789abcdef0123456789abcdef"
-# Lists of a page's lines by the kind of their block.
-with open(os.path.join(documents, "protocol.md"), encoding="utf-8") as page:
-    text = page.read()
-blocks = {kind: [line for block in re.findall(rf"^```{kind}\n(.*?)^```$", text, re.M | re.S)
-                 for line in block.splitlines()] for kind in ("json", "text")}
+REFUSALS = [f"The request could not be read because {reason}." for reason in
+            ("it is not in the correct format", "data in it is missing")]
+FORMAT, MISSING = REFUSALS
 
 
-with open(os.path.join(documents, "protocol.schema.json"), encoding="utf-8") as file:
-    schema = json.load(file)
+def read(*path):
+    with open(os.path.join(documents, *path), encoding="utf-8") as file:
+        return file.read()
+
+
+text = read("protocol.md")
+# The lines of the page's blocks, by the kind of a block.
+blocks = {kind: [block.splitlines() for block in re.findall(rf"^```{kind}\n(.*?)^```$", text,
+                                                            re.M | re.S)]
+          for kind in ("json", "text")}
+examples = sum(blocks["json"], [])
+schema = json.loads(read("protocol.schema.json"))
 types = schema["$defs"]
 
 
@@ -87,21 +95,77 @@ def converse(backend, lines):
     return [line.decode() for line in start + rest.splitlines(keepends=True)]
 
 
+def probes(value):
+    """Pairs of a value for this type, the first one complete and right, and how it is refused."""
+    if "$ref" in value:
+        yield from probes(types[value["$ref"].removeprefix("#/$defs/")])
+        return
+    if "oneOf" in value:
+        for case in value["oneOf"]:
+            yield from probes(case)
+        yield {}, FORMAT
+        return
+    kind = value["type"] if isinstance(value["type"], str) else value["type"][0]
+    if kind == "object":
+        fields = value.get("properties", {})
+        whole = {key: next(probes(field))[0] for key, field in fields.items()}
+        yield whole, None
+        for key, field in fields.items():
+            is_case = value not in types.values() and key != "_0"
+            if not is_case:
+                yield ({other: whole[other] for other in whole if other != key},
+                       MISSING if key in value.get("required", ()) else None)
+            yield from (({**whole, key: each}, refusal) for each, refusal in probes(field))
+    elif kind == "array":
+        yield from (([each], refusal) for each, refusal in probes(value["items"]))
+    else:
+        yield {"string": "x", "boolean": True}[kind], None
+    yield 7, FORMAT
+    yield None, MISSING if isinstance(value["type"], str) else None
+
+
+def refusals(lines):
+    """How a service refuses each of these lines, or None."""
+    mark = '{"startListening":{"_0":{"platform":"whatsapp","scope":{"thread":{"id":"","title":"MARK"}}}}}'
+    answers = "".join(converse("", [each for line in lines for each in (line, mark)]))
+    return [next((refusal for refusal in REFUSALS if refusal in answer), None)
+            for answer in answers.split("'MARK'")[:-1]]
+
+
+def keys_of(value):
+    """The names of all fields and cases below a part of the schema."""
+    if isinstance(value, dict):
+        yield from value.get("properties", {})
+        for each in value.values():
+            yield from keys_of(each)
+    elif isinstance(value, list):
+        for each in value:
+            yield from keys_of(each)
+
+
 expected = sorted(tables())
 found = sorted(re.findall(r"^\| (?:Field|Case) of .*\n(?:\|.*\n)+", text, re.M))
 assert found == expected, "\n".join(difflib.ndiff(found, expected))
 assert [each["title"] for each in types.values()] == list(types)
 
+in_code = set(re.findall(r'"(\w+)"', read("..", "protocol", "schema.h")))
+in_schema = set(keys_of(schema)) | types.keys() - {"BridgeRequest", "BridgeEvent"}
+assert in_code == in_schema, in_code ^ in_schema
+
 anyone, host, bridge = validators()
 requests = []
-for line in blocks["json"]:
+for line in examples:
     message = json.loads(line)
     anyone.validate(message)
     is_request = host.is_valid(message)
     assert is_request != bridge.is_valid(message), f"not for exactly one direction: {line}"
     requests += [line] if is_request else []
+    written = json.dumps(message, sort_keys=True, separators=(",", ":"), ensure_ascii=False)
+    assert line == written.replace("/", "\\/"), f"not as the service writes it: {line}"
+cases = {key for name in ("BridgeRequest", "BridgeEvent") for key in keys_of(types[name])} - {"_0"}
+assert {key for line in examples for key in json.loads(line)} == cases
 
-for line in blocks["text"]:
+for line in sum(blocks["text"], []):
     try:
         message = json.loads(line)
         json.dumps(message, ensure_ascii=False).encode()  # fails for a lone surrogate
@@ -109,11 +173,17 @@ for line in blocks["text"]:
     except ValueError:
         pass
 
+rows = [(json.dumps(value), refusal) for value, refusal in probes(schema)]
+rows += [(line, None) for line in examples]
+rows += [(line, refusal) for block, refusal in zip(blocks["text"], REFUSALS, strict=True) for line in block]
+for row, refusal in zip(rows, refusals([line for line, _ in rows]), strict=True):
+    assert row[1] == refusal, f"{row[0]} is refused with {refusal} instead of {row[1]}"
+
 seen = set()
 for backend in ("", "/bin/false"):
-    for line in converse(backend, ["lost"] + requests + blocks["text"]):
+    for line in converse(backend, ["lost"] + requests + sum(blocks["text"], [])):
         event = json.loads(line)
         bridge.validate(event)
         seen |= set(event)
 assert seen == {"hello", "stateChanged", "inboundEvent", "error"}, seen
-print(f"{len(requests)} requests and their answers fit the schema")
+print(f"{len(rows)} lines are taken or refused as documented")
