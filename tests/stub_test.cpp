@@ -1,163 +1,181 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <chrono>
 #include <ctime>
-#include <functional>
+#include <regex>
 #include <set>
 #include <string>
-#include <string_view>
-#include <tuple>
 #include <utility>
+#include <vector>
 
-#include "protocol/coding.h"
-#include "stub/message_identity.h"
-#include "stub/stub_bridge.h"
+#include "conversation.h"
+#include "process.h"
+
+// The running program without a backend.
 
 namespace ferncrest::testing {
+
 namespace {
 
-using Action = std::function<Outcome(const StubBridge&)>;
-
-// Collects the lines that the stub says, and fails to take one of them: the first, the second...
-struct Host {
-  int refused = 0;  // none
-  std::optional<std::string> fallbackReason;
-  BridgeConnectionState state = BridgeErrorState{"e"};
-  std::string heard;
-  RandomBytes random;
-
-  Outcome ask(const Action& action) {
-    const EnvelopeSink emit = [this](const BridgeEnvelope& envelope) -> Outcome {
-      if (--refused == 0) {
-        return std::unexpected(Failure{"refused"});
-      }
-      heard += encodeEnvelopeLine(envelope);
-      return {};
-    };
-    return action({"p", "v", "account", fallbackReason, state, random, emit});
-  }
-};
-
-Action listen(const BridgeScope& scope) {
-  return [scope](const StubBridge& stub) { return handleStartListening(stub, scope); };
+std::string error(const std::string& message) {
+  return R"({"error":{"_0":{"message":")" + message + "\"}}}\n";
 }
 
-Action send(const BridgeOutboundMessage& message) {
-  return [message](const StubBridge& stub) { return handleSendMessage(stub, message); };
+// Not std::time, whose clock may lag behind the exact one by a few milliseconds.
+std::string timeInUtc() {
+  using std::chrono::system_clock;
+  const std::time_t time = system_clock::to_time_t(system_clock::now());
+  std::tm parts{};
+  char text[21];
+  std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", ::gmtime_r(&time, &parts));
+  return text;
 }
 
-TEST(Stub, reportsItsStateAndStopsWhereTheHostTakesNoMore) {
-  const auto changed = [](const std::string& state) {
-    return R"({"stateChanged":{"_0":{"state":)" + state + "}}}\n";
-  };
-  const std::string hello = "{\"hello\":{\"_0\":{\"bridgeVersion\":\"v\",\"platform\":\"p\"}}}\n";
-  const std::string before = changed(R"({"error":{"message":"e"}})");
-  const std::string connecting = changed(R"({"connecting":{}})");
-  const std::string connected = changed(R"({"connected":{"accountDisplayName":"account"}})");
-  using Case = std::tuple<Action, int, std::string, BridgeConnectionState>;
-  const Case cases[] = {{announce, 0, hello + before, BridgeErrorState{"e"}},
-                        {announce, 1, "", BridgeErrorState{"e"}},
-                        {announce, 2, hello, BridgeErrorState{"e"}},
-                        {handleConnect, 0, connecting + connected, BridgeConnectedState{"account"}},
-                        {handleConnect, 1, "", BridgeConnectingState{}},
-                        {handleConnect, 2, connecting, BridgeConnectedState{"account"}},
-                        {handleDisconnect, 0, changed(R"({"disconnected":{}})"), {}},
-                        {handleDisconnect, 1, "", {}}};
-  for (const auto& [action, refused, heard, after] : cases) {
-    Host host;
-    host.refused = refused;
-    EXPECT_EQ(host.ask(action), refused == 0 ? Outcome() : std::unexpected(Failure{"refused"}));
-    EXPECT_EQ(host.heard, heard);
-    EXPECT_EQ(host.state, after);
+std::string listen(const std::string& kind, const std::string& scope) {
+  return R"({"startListening":{"_0":{"platform":"whatsapp","scope":{")" + kind + "\":" + scope +
+         "}}}}\n";
+}
+
+std::string unavailable(const std::string& title) {
+  return error("Managed bridge service is running, but real WhatsApp capture for '" + title +
+               "' is not implemented yet.");
+}
+
+TEST(Stub, answersOnlyWhatItServes) {
+  const std::string connect = connectRequest.substr(0, connectRequest.size() - 1);
+  const std::string events = connectEvents();
+  const std::string bad =
+      error("The request could not be read because it is not in the correct format.");
+  const std::string missing = error("The request could not be read because data in it is missing.");
+  const std::pair<std::string, std::string> conversations[] = {
+      {"", ""},
+      {"\n  \t\n\r\n\xE2\x80\xA8\n", ""},
+      {listen("conversation", R"({"id":"i","title":" 'b'\n"})"), unavailable(R"( 'b'\n)")},
+      {listen("channel", "{\"id\":\"\",\"title\":\"\xE2\x82/\"}"), unavailable("\uFFFD\\/")},
+      {listen("thread", R"({"id":"i","title":""})"), unavailable("")},
+      {listen("thread", R"({"id":"i"})"), unavailable("Thread")},
+      {"  " + connect + " \r\n", events},
+      {connect, events},
+      {connectRequest + connectRequest, events + events},
+      {"{\"connect\":{\"_0\":{\"platform\":\"WhatsApp\"}}}\n", ""},
+      {R"({"hello":{"_0":{"platform":"whatsapp","bridgeVersion":"1"}}})", ""},
+      {R"({"stopListening":{"_0":{"platform":"whatsapp"}}})", ""},
+      {R"({"error":{"_0":{"message":"x"}}})", ""},
+      {"{\n{\"hello\":{}}\nnull\n" + connect, bad + missing + missing + events},
+      {std::string("{}\0\n", 4) + connect, bad + events}};
+  for (const auto& [requests, answers] : conversations) {
+    SCOPED_TRACE(requests);
+    Service service;
+    service.write(requests);
+    service.expectEnd(greeting + answers);
   }
 }
 
-TEST(Stub, refusesRealScopesByTheirTitle) {
-  const std::pair<BridgeScope, std::string> cases[] = {
-      {BridgeConversationScope{"i", " 'b'\n"}, " 'b'\\n"},
-      {BridgeChannelScope{"i", "\u00E9/"}, "\u00E9\\/"},
-      {BridgeThreadScope{"i", ""}, ""},
-      {BridgeThreadScope{"i", {}}, "Thread"}};
-  for (const auto& [scope, title] : cases) {
-    Host host;
-    host.refused = 3;
-    EXPECT_TRUE(host.ask(listen(scope)));
-    host.fallbackReason = "why";
-    EXPECT_TRUE(host.ask(listen(scope)));
-    EXPECT_FALSE(host.ask(listen(scope)));
-    EXPECT_EQ(host.heard,
-              "{\"error\":{\"_0\":{\"message\":\"Managed bridge service is running, but real "
-              "WhatsApp capture for '" +
-                  title +
-                  "' is not implemented yet.\"}}}\n"
-                  "{\"error\":{\"_0\":{\"message\":\"Managed bridge backend is unavailable for '" +
-                  title + "': why\"}}}\n");
-    EXPECT_EQ(host.state, BridgeConnectionState(BridgeErrorState{"e"}));
-  }
+TEST(Stub, answersEachLineBeforeTheNextIsThere) {
+  Service service({.arguments = {"--platform", "tele/gram\xFF"}});
+  const std::string disconnected = greeting.substr(greeting.find('\n') + 1);
+  service.expect(
+      "{\"hello\":{\"_0\":{\"bridgeVersion\":\"managed-process-3\","
+      "\"platform\":\"tele\\/gram\xEF\xBF\xBD\"}}}\n" +
+      disconnected);
+  service.write("{\"disconnect\":{\"_0\":{\"platform\":\"tele/gram\xEF\xBF\xBD\"}}}\n");
+  service.expect(disconnected);
+  service.expectEnd("");
+}
+
+TEST(Stub, answersAPlatformThatIsCanonicallyItsOwn) {
+  Service service({.arguments = {"--platform", "caf\u00E9"}});
+  service.write("{\"connect\":{\"_0\":{\"platform\":\"cafe\u0301\"}}}\n");
+  service.readLine();
+  service.expectEnd(greeting.substr(greeting.find('\n') + 1) + connectEvents());
 }
 
 TEST(Stub, makesUpMessages) {
-  const auto replaceBehind = [](std::string& text, const std::string& key, std::size_t length) {
-    text.replace(text.find(key) + key.size(), length, "...");
-  };
-  const auto echo = [](const std::string& conversation, const std::string& text) {
+  const auto event = [](const std::string& conversation, const std::string& flag,
+                        const std::string& reference, const std::string& sender,
+                        const std::string& text) {
     return R"({"inboundEvent":{"_0":{"event":{"conversationId":")" + conversation +
-           R"(","conversationTitle":"Managed Bridge Echo","isDirectMessage":false,"messageId":"...",)"
-           R"("rawReference":"managed-bridge-echo","senderDisplayName":"Ferncrest Managed Bridge",)"
-           R"("senderId":"managed-bridge-echo","text":"echo: )" +
-           text + "\",\"timestampISO8601\":\"...\"}}}}\n";
+           R"(","isDirectMessage":)" + flag + R"(,"messageId":"ID","rawReference":")" + reference +
+           R"(","senderDisplayName":"Ferncrest Managed Bridge","senderId":")" + sender +
+           R"(","text":")" + text + "\",\"timestampISO8601\":\"TIME\"}}}}\n";
   };
-  const std::pair<Action, std::string> cases[] = {
-      {listen(BridgeTestOnlyScope{" Smoke "}),
-       R"({"inboundEvent":{"_0":{"event":{"conversationId":"managed-test-conversation",)"
-       R"("conversationTitle":" Smoke ","isDirectMessage":true,"messageId":"...",)"
-       R"("rawReference":"managed-bridge-self-test","senderDisplayName":"Ferncrest Managed Bridge",)"
-       R"("senderId":"managed-bridge","text":"\/fern help","timestampISO8601":"..."}}}})"
-       "\n"},
-      {send({"c", "te\nxt", "r", {{BridgeAttachment{}}}}), echo("c", "te\\nxt")},
-      {send({}), echo("", "")}};
-  for (const auto& [action, expected] : cases) {
-    Host host;
-    host.refused = 2;
-    host.fallbackReason = "why";
-    EXPECT_TRUE(host.ask(action));
-    EXPECT_FALSE(host.ask(action));
-    replaceBehind(host.heard, "messageId\":\"", 36);
-    replaceBehind(host.heard, "timestampISO8601\":\"", 20);
-    EXPECT_EQ(host.heard, expected);
-  }
-}
-
-TEST(Stub, givesEachMessageItsOwnIdentifier) {
-  constexpr std::string_view digits = "0123456789ABCDEF";
-  RandomBytes random;
+  const std::string echo = event(R"(c","conversationTitle":"Managed Bridge Echo)", "false",
+                                 "managed-bridge-echo", "managed-bridge-echo", R"(echo: te\nxt)");
+  const std::string selfTest =
+      event(R"(managed-test-conversation","conversationTitle":" Smoke )", "true",
+            "managed-bridge-self-test", "managed-bridge", R"(\/fern help)");
+  const std::string send =
+      R"({"sendMessage":{"_0":{"platform":"whatsapp","message":{"conversationId":"c",)"
+      R"("text":"te\nxt","replyToMessageId":"r","attachments":[]}}}})";
+  Service service;
+  service.expect(greeting);
+  const std::string before = timeInUtc();
+  service.write(listen("testOnly", R"({"title":" Smoke "})"));
   std::set<std::string> ids;
-  for (int count = 0; count < 500; ++count) {
-    std::string id = newMessageId(random).value();
+  for (int count = 0; count < 40; ++count) {
+    const std::string line = service.readLine();
+    const std::string id = line.substr(line.find("messageId") + 12, 36);
+    const std::string time = line.substr(line.find("timestampISO8601") + 19, 20);
+    EXPECT_TRUE(std::regex_match(
+        id, std::regex("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}")))
+        << id;
     EXPECT_TRUE(ids.insert(id).second) << id;
-    EXPECT_EQ(id.at(14), '4') << id;
-    EXPECT_TRUE(std::string_view("89AB").contains(id.at(19))) << id;
-    std::ranges::replace_if(id, [&](char digit) { return digits.contains(digit); }, 'x');
-    EXPECT_EQ(id, "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx");
+    EXPECT_TRUE(before <= time && time <= timeInUtc()) << time;
+    EXPECT_EQ(std::regex_replace(line, std::regex(id + "|" + time), "?"),
+              std::regex_replace(count == 0 ? selfTest : echo, std::regex("ID|TIME"), "?"));
+    service.write(send + "\n");
   }
 }
 
-TEST(Stub, stampsMessagesWithTheTimeInUtc) {
-  const auto now = [] {
-    // Not std::time, whose clock may lag behind the exact one by a few milliseconds.
-    using std::chrono::system_clock;
-    const std::time_t time = system_clock::to_time_t(system_clock::now());
-    std::tm parts{};
-    char text[21];
-    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", ::gmtime_r(&time, &parts));
-    return std::string(text);
-  };
-  const std::string before = now();
-  const std::string stamp = currentTimestamp();
-  EXPECT_LE(before, stamp);
-  EXPECT_LE(stamp, now());
+TEST(Stub, servesThePlatformBehindTheFirstOption) {
+  const std::pair<std::vector<std::string>, std::string> cases[] = {
+      {{"-x", "y", "--platform", " T \xFF", "z"}, " T \uFFFD"},
+      {{"--platform", ""}, ""},
+      {{"--platform", "--platform", "b"}, "--platform"},
+      {{"--platform", "a", "--platform", "b"}, "a"},
+      {{"--platform"}, "whatsapp"},
+      {{"--platform=telegram", "b"}, "whatsapp"},
+      {{"--Platform", "b"}, "whatsapp"}};
+  for (const auto& [arguments, platform] : cases) {
+    Service service({.arguments = arguments});
+    EXPECT_EQ(service.readLine(),
+              R"({"hello":{"_0":{"bridgeVersion":"managed-process-3","platform":")" + platform +
+                  "\"}}}\n");
+  }
+}
+
+TEST(Stub, refusesALaunchThatTheHostDidNotMake) {
+  Service service({.authorized = false});
+  service.expectEnd("", refusal, 64);
+}
+
+TEST(Stub, failsOnceMoreIsAskedOfAClosedOutput) {
+  for (const bool asked : {false, true}) {
+    Service service;
+    service.expect(greeting);
+    service.closeOutput();
+    service.write(asked ? connectRequest : "");
+    service.closeInput();
+    EXPECT_EQ(service.readErrors(), asked ? fatalLine("Broken pipe") : "");
+    EXPECT_EQ(service.wait(), asked ? 1 : 0);
+  }
+}
+
+TEST(Stub, keepsEveryByteOnNonBlockingStreams) {
+  Service service({.streams = StreamKind::nonBlockingPipe});
+  service.expect(greeting);
+  // The host writes everything first: the answers fill the pipe, so the service has to wait for
+  // room on one stream and, at the start, for bytes on the other.
+  std::string requests;
+  std::string answers;
+  for (int request = 0; request < 1000; ++request) {
+    requests += connectRequest;
+    answers += connectEvents();
+  }
+  service.write(requests);
+  service.expectEnd(answers);
 }
 
 }  // namespace
+
 }  // namespace ferncrest::testing
