@@ -231,7 +231,7 @@ TEST(JsonReader, judgesEveryValueToItsEnd) {
                 R"({|}|{,}|{"a"}|{"a":}|{1:2}|{"a":1,}|{"a":1]|{"a" 1}|{a:1}|{"a":1 "b":2})");
   expectVerdict(false, R"("|"a|"\"|"a""b"|"\x"|"\U0041"|"\'"|"\u12"|"\u12G4"|"\u 123"|{"\x":1})");
   expectVerdict(false, R"("\ud800"|"\udc00"|"\ud800\ud800"|"\ud800x"|"\ud800\n"|"\ud800\u0041")");
-  expectVerdict(false, R"("\udc00\ud800"|{"\ud800":1}|{"a":1:2})");
+  expectVerdict(false, R"("\udc00\ud800"|"\udc00\udc00"|{"\ud800":1}|{"a":1:2})");
   expectVerdict(false, "\"\n\"|\"\t\"|\"\x1F\"|\v1|1\f|1\u00A0|\uFEFF1");
   expectVerdict(false, std::string("\"\0\"|\0|1\0", 8));
   EXPECT_FALSE(isWellFormed(""));

@@ -67,7 +67,6 @@ class Guest {
   Guest(const Guest&) = delete;
   Guest& operator=(const Guest&) = delete;
   ~Guest() { end(); }
-  [[nodiscard]] pid_t pid() const { return pid_; }
   void end() {
     if (pid_ > 0) {
       ::kill(std::exchange(pid_, 0), SIGKILL);

@@ -10,6 +10,7 @@
 #include <functional>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "conversation.h"
@@ -108,11 +109,13 @@ TEST(HostileEnvironment, givesTheMemoryOfALongLineBack) {
   if (isSanitized) {
     GTEST_SKIP() << "a sanitizer keeps memory";
   }
-  for (const std::string script : {"", "exec cat >/dev/null"}) {
-    SCOPED_TRACE(script);
+  using Row = std::pair<std::string, std::string>;
+  for (const auto& [script, end] :
+       {Row{"", "\n"}, Row{"", "\xFF\n"}, Row{"exec cat >/dev/null", "\n"}}) {
+    SCOPED_TRACE(script + " " + end);
     Service service({.script = script});
     // Almost all of it has been read when the write returns.
-    service.write(std::string(std::size_t{30} << 20U, 'x') + "\n");
+    service.write(std::string(std::size_t{30} << 20U, 'x') + end);
     EXPECT_TRUE(eventually([&] {
       const std::string pages =
           readFile("/proc/" + std::to_string(service.pid()) + "/statm").value();

@@ -47,20 +47,6 @@ void expectLines(std::string_view input, std::size_t longestBlock) {
   EXPECT_EQ(lines, expected);
 }
 
-TEST(LineBuffer, findsTheSameLinesHoweverTheInputIsCut) {
-  const std::string pieces[] = {
-      "\n", "\n",   "\r\n", " \t",      "\v",   "\u00A0", "\u2028",     "a",
-      "{}", "\x85", "\xC2", "\xE2\x80", "\xFF", "\u00E9", "\U0001F600", std::string(1, '\0')};
-  std::mt19937 random(7);
-  for (std::size_t count = 0; count < 400; ++count) {
-    std::string input;
-    for (std::size_t length = random() % 30; length > 0; --length) {
-      input += pieces[random() % std::size(pieces)];
-    }
-    expectLines(input, 1 + count % 9);
-  }
-}
-
 TEST(LineBuffer, cutsLinesOfEveryLengthAroundItsSize) {
   for (std::size_t length = (128U << 10U) - 3; length <= (128U << 10U) + 2; ++length) {
     const std::string line(length, 'x');

@@ -101,8 +101,7 @@ def probes(value):
         yield from probes(types[value["$ref"].removeprefix("#/$defs/")])
         return
     if "oneOf" in value:
-        for case in value["oneOf"]:
-            yield from probes(case)
+        yield from (probe for case in value["oneOf"] for probe in probes(case))
         yield {}, FORMAT
         return
     kind = value["type"] if isinstance(value["type"], str) else value["type"][0]
@@ -111,8 +110,7 @@ def probes(value):
         whole = {key: next(probes(field))[0] for key, field in fields.items()}
         yield whole, None
         for key, field in fields.items():
-            is_case = value not in types.values() and key != "_0"
-            if not is_case:
+            if value in types.values() or key == "_0":  # not a case
                 yield ({other: whole[other] for other in whole if other != key},
                        MISSING if key in value.get("required", ()) else None)
             yield from (({**whole, key: each}, refusal) for each, refusal in probes(field))
@@ -132,24 +130,15 @@ def refusals(lines):
             for answer in answers.split("'MARK'")[:-1]]
 
 
-def keys_of(value):
-    """The names of all fields and cases below a part of the schema."""
-    if isinstance(value, dict):
-        yield from value.get("properties", {})
-        for each in value.values():
-            yield from keys_of(each)
-    elif isinstance(value, list):
-        for each in value:
-            yield from keys_of(each)
-
-
 expected = sorted(tables())
 found = sorted(re.findall(r"^\| (?:Field|Case) of .*\n(?:\|.*\n)+", text, re.M))
 assert found == expected, "\n".join(difflib.ndiff(found, expected))
 assert [each["title"] for each in types.values()] == list(types)
 
 in_code = set(re.findall(r'"(\w+)"', read("..", "protocol", "schema.h")))
-in_schema = set(keys_of(schema)) | types.keys() - {"BridgeRequest", "BridgeEvent"}
+in_schema = types.keys() - {"BridgeRequest", "BridgeEvent"}
+json.loads(json.dumps(schema),
+           object_hook=lambda part: in_schema.update(part.get("properties", ())) or part)
 assert in_code == in_schema, in_code ^ in_schema
 
 anyone, host, bridge = validators()
@@ -162,7 +151,8 @@ for line in examples:
     requests += [line] if is_request else []
     written = json.dumps(message, sort_keys=True, separators=(",", ":"), ensure_ascii=False)
     assert line == written.replace("/", "\\/"), f"not as the service writes it: {line}"
-cases = {key for name in ("BridgeRequest", "BridgeEvent") for key in keys_of(types[name])} - {"_0"}
+cases = {key for name in ("BridgeRequest", "BridgeEvent") for case in types[name]["oneOf"]
+         for key in case["properties"]}
 assert {key for line in examples for key in json.loads(line)} == cases
 
 for line in sum(blocks["text"], []):
@@ -176,8 +166,8 @@ for line in sum(blocks["text"], []):
 rows = [(json.dumps(value), refusal) for value, refusal in probes(schema)]
 rows += [(line, None) for line in examples]
 rows += [(line, refusal) for block, refusal in zip(blocks["text"], REFUSALS, strict=True) for line in block]
-for row, refusal in zip(rows, refusals([line for line, _ in rows]), strict=True):
-    assert row[1] == refusal, f"{row[0]} is refused with {refusal} instead of {row[1]}"
+for (line, wanted), refusal in zip(rows, refusals([line for line, _ in rows]), strict=True):
+    assert refusal == wanted, f"{line} is refused with {refusal} instead of {wanted}"
 
 seen = set()
 for backend in ("", "/bin/false"):
