@@ -84,11 +84,14 @@ TEST(BadDay, servesInASandboxThatRefusesCalls) {
   for (const std::string refused :
        {"pidfd_open", "ioctl", "preadv2", "splice", "pidfd_open ioctl preadv2 splice"}) {
     SCOPED_TRACE(refused);
-    Service service(badDay({{"BAD_DAY_REFUSES", refused}},
-                           "sleep 1000 & echo $!; head -n 1; head -c 100000 /dev/zero; exit 3"));
+    Service service(
+        badDay({{"BAD_DAY_REFUSES", refused}},
+               "sleep 1000 & echo $!; head -n 1; head -c 100000 /dev/zero; read end; exit 3"));
     const Guest heir(service.readLine());
     service.write(connectRequest);
-    service.expect(connectRequest + std::string(100'000, '\0') + exitReport(3));
+    service.expect(connectRequest + std::string(100'000, '\0'));
+    service.write("end\n");  // after which nothing but the time wakes a service without a pidfd
+    service.expect(exitReport(3));
     expectTakeover(service);
     service.expectErrors(notRunningLine(service.script()));
     service.closeInput();
