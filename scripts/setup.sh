@@ -18,12 +18,12 @@ CDPATH="" cd -- "$(dirname "${BASH_SOURCE[0]}")/.." || exit 1
 if [ "$(uname)" = Darwin ]; then
   packages_to_build=(cmake ninja utf8proc)
   packages_to_build_console=("${packages_to_build[@]}")
-  packages_to_test=(googletest simdjson pkgconf jq)
+  packages_to_test=(googletest pkgconf jq)
   packages_to_package=("${packages_to_build_console[@]}")
 else
   packages_to_build=(g++ cmake ninja-build libutf8proc-dev)
   packages_to_build_console=("${packages_to_build[@]}" libedit-dev)
-  packages_to_test=(libgtest-dev libsimdjson-dev libedit-dev pkgconf python3-jsonschema jq)
+  packages_to_test=(libgtest-dev libedit-dev pkgconf python3-jsonschema jq)
   packages_to_package=("${packages_to_build_console[@]}" dpkg-dev file)
 fi
 
