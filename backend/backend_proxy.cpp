@@ -6,8 +6,8 @@
 #include <utility>
 
 #include "backend/launch_configuration.h"
+#include "platform/files.h"
 #include "platform/io.h"
-#include "platform/paths.h"
 #include "protocol/coding.h"
 
 namespace ferncrest {
@@ -21,6 +21,13 @@ using Error = ManagedBridgeBackendProxyError;
 constexpr std::chrono::milliseconds endNoticeDelay{250};
 
 }  // namespace
+
+std::string ManagedBridgeBackendProxyError::description() const {
+  if (kind == Kind::backendNotRunning) {
+    return "Managed bridge backend is not running at " + detail + ".";
+  }
+  return "Managed bridge backend transport failed: " + detail;
+}
 
 ManagedBridgeBackendProxy::ManagedBridgeBackendProxy(Configuration configuration,
                                                      Conversation& host)
@@ -67,14 +74,16 @@ std::expected<void, Error> ManagedBridgeBackendProxy::send(const MessageLine& li
 }
 
 std::expected<void, Error> ManagedBridgeBackendProxy::sendRest(std::string_view bytes) {
-  // Held here while the line is under way: if the backend ends meanwhile, one more write tells
-  // whether its input is broken or merely not read.
+  // Kept open here, though handleTermination closes stdinHandle_: when the backend exits while the
+  // line is being written, one more write tells EPIPE (transportFailed) from a full pipe
+  // (backendNotRunning).
   Fd input = std::move(stdinHandle_);
   while (!bytes.empty()) {
     const std::ptrdiff_t count = writeSome(input.get(), bytes);
     if (count >= 0) {
       bytes.remove_prefix(static_cast<std::size_t>(count));
-      host_.look();  // a backend that reads fast could take a long line without ever making us wait
+      host_
+          .look();  // a backend that reads a long line fast would otherwise keep the relays waiting
     } else if (count != -EAGAIN) {
       host_.waitForEnd(endNoticeDelay);
       return std::unexpected(
@@ -100,7 +109,8 @@ void ManagedBridgeBackendProxy::stop() {
   requestStop();
 }
 
-// Cannot fail, unlike the look of stop, which may have to report an end.
+// Allocates nothing, so the destructor can call it. stop() also calls look(), which may allocate
+// the report of an exit.
 void ManagedBridgeBackendProxy::requestStop() {
   didRequestStop_ = true;
   host_.limitRelays();

@@ -6,17 +6,26 @@
 #include <string_view>
 
 #include "backend/conversation.h"
-#include "backend/proxy_error.h"
-#include "platform/child_process.h"
-#include "platform/environment.h"
 #include "platform/failure.h"
 #include "platform/fd.h"
+#include "platform/process.h"
 #include "protocol/line_buffer.h"
 
 namespace ferncrest {
 
-/// The backend process as the host's partner: lines go to its input, its output and diagnostics are
-/// relayed, and an end that nobody asked for is reported to the host. Started at most once.
+/// Why a line did not reach the backend.
+struct ManagedBridgeBackendProxyError {
+  enum class Kind { backendNotRunning, transportFailed };
+
+  Kind kind;
+  std::string detail;  ///< the backend's path, or the error text of the operating system
+
+  /// The sentence for a person.
+  [[nodiscard]] std::string description() const;
+};
+
+/// A backend process: lines are written to its input, its output and diagnostics are relayed to the
+/// host, and an exit without a stop() before it is reported to the host. Started at most once.
 class ManagedBridgeBackendProxy {
  public:
   struct Configuration {
@@ -25,24 +34,24 @@ class ManagedBridgeBackendProxy {
     Environment environment;
   };
 
-  /// `host` is borrowed and does the waiting.
+  /// `host` is borrowed; all waiting goes through it.
   ManagedBridgeBackendProxy(Configuration configuration, Conversation& host);
   ManagedBridgeBackendProxy(const ManagedBridgeBackendProxy&) = delete;
   ManagedBridgeBackendProxy& operator=(const ManagedBridgeBackendProxy&) = delete;
-  /// Asks a backend that still runs to end. Does not wait.
+  /// Sends SIGTERM to a backend that still runs. Does not wait.
   ~ManagedBridgeBackendProxy();
 
-  /// Makes the data directory and starts the backend. Fails with the error text of the system;
-  /// nothing runs then.
+  /// Creates the data directory and starts the backend. When that fails, with the error text of the
+  /// operating system, no backend runs.
   [[nodiscard]] Outcome start();
 
-  /// Writes the line to the backend, waiting for it to read as long as it runs. When the write
-  /// fails, the backend's end is given a moment to be noticed, and reported, first.
+  /// Writes the line to the backend. Waits for the backend to read, as long as it runs. After a
+  /// failed write it waits up to 250 ms for the backend's exit, so that the exit is reported before
+  /// the failure.
   [[nodiscard]] std::expected<void, ManagedBridgeBackendProxyError> send(const MessageLine& line);
 
-  /// Ends the conversation: closes the backend's input and asks it to end; of its output no more is
-  /// relayed than it has written so far. If it ended by itself before, that is reported. Does not
-  /// wait.
+  /// Closes the backend's input and sends it SIGTERM. Of its output, only what it has written so
+  /// far is relayed. An exit before this call is still reported. Does not wait.
   void stop();
 
  private:
@@ -54,7 +63,7 @@ class ManagedBridgeBackendProxy {
 
   const Configuration configuration_;
   Conversation& host_;
-  const ChildProcess* process_ = nullptr;  // the conversation's; none once its end was noticed
+  const ChildProcess* process_ = nullptr;  // owned by host_; null once its exit was noticed
   Fd stdinHandle_;
   bool didRequestStop_ = false;
 };

@@ -7,8 +7,8 @@
 #include <cerrno>
 #include <utility>
 
+#include "platform/fd.h"
 #include "platform/io.h"
-#include "platform/standard_streams.h"
 #include "platform/system.h"
 
 namespace ferncrest {
@@ -20,15 +20,15 @@ using std::chrono::milliseconds;
 
 constexpr pollfd nothing{.fd = -1, .events = 0, .revents = 0};
 
-// A host that takes nothing for so long at the end is given up.
+// At the end, stop waiting for a host that has read nothing for this long.
 constexpr milliseconds hostPatience{1000};
 
-// How often to look for what poll cannot tell.
+// The interval for checking what poll cannot report.
 constexpr milliseconds lookInterval{50};
 
-// A burst of lines lets the others have their turn after this many bytes, where a short line counts
-// as 1 KiB: so after 64 lines at the latest. Twice as many and events would wait noticeably long, a
-// quarter costs the gain of forwarding bursts.
+// After this many bytes of lines the relays get a turn. A short line counts as 1 KiB, so that is
+// after 64 lines at the latest. With twice as many, events waited noticeably long; with a quarter,
+// forwarding bursts was no faster than single lines.
 constexpr std::ptrdiff_t burst = std::ptrdiff_t{64} << 10U;
 constexpr std::size_t shortLine = std::size_t{1} << 10U;
 
@@ -46,7 +46,7 @@ milliseconds timeUntil(Clock::time_point deadline) {
 
 Conversation::Conversation(LineBuffer& input)
     : input_(input), output_(standardOutput), errors_(standardError) {
-  // Poll would wait for ever for a stream that cannot be read.
+  // Poll never reports a stream that was opened write-only, so it counts as ended.
   if ((::fcntl(standardInput, F_GETFL) & O_ACCMODE) == O_WRONLY) {
     input_.add(0);
   }

@@ -12,10 +12,11 @@ namespace ferncrest {
 
 namespace {
 
-// A whole pipe of the backend's. Moves of the buffer's size cost twice the processor time.
+// The capacity of a pipe from the backend. Moving 64 KiB at a time took twice the processor time.
 constexpr std::size_t mostMoved = std::size_t{256} << 10U;
 
-// Where the system refuses to tell, as many as a full pipe holds.
+// The number of unread bytes in the pipe; where ioctl fails, the capacity, which is the most there
+// can be.
 std::size_t bytesIn(int pipe) {
   int count = 0;
   return ::ioctl(pipe, FIONREAD, &count) == 0 ? static_cast<std::size_t>(std::max(count, 0))
@@ -77,8 +78,8 @@ void Relay::relayChunk() {
   }
 }
 
-// False when this chunk has to go through the buffer: also after a failure, which leaves the bytes
-// in the pipe.
+// Returns false when the bytes have to go through the buffer. That includes a failed splice, which
+// leaves the bytes in the pipe.
 bool Relay::moveChunk() {
   const std::ptrdiff_t moved =
       destination_.moveFrom(source_.get(), std::min(rest_.value_or(mostMoved), mostMoved));
@@ -86,11 +87,11 @@ bool Relay::moveChunk() {
     source_.reset();
   } else if (moved > 0) {
     take(static_cast<std::size_t>(moved));
-    // So much fills a pipe of the usual size: the next move would find it full.
+    // That fills a pipe of the default capacity, so the next move would find it full.
     awaited_ = static_cast<std::size_t>(moved) >= chunkSize ? End::destination : awaited_;
   } else if (moved == -EAGAIN) {
-    // Which end is not ready the system does not say. The one that was waited for was, so now the
-    // other one is waited for.
+    // EAGAIN does not tell which end was not ready. The end that was waited for was ready, so wait
+    // for the other one.
     awaited_ = awaited_ == End::source ? End::destination : End::source;
   }
   movesInSystem_ = moved != -EINVAL;
@@ -121,9 +122,10 @@ void Relay::writeLine() {
                bytesDone(destination_.writeLine(std::string_view(lines_).substr(0, size)), size));
 }
 
-// How much of `size` bytes is done with after a write that gave `count`: after a failure all of it.
+// How many of `size` bytes need no further write after one that gave `count`. After a failure that
+// is all of them: they are dropped.
 std::size_t Relay::bytesDone(std::ptrdiff_t count, std::size_t size) {
-  // Where poll says that there is room, waiting for it again would spin.
+  // If poll reports room although the write found none, waiting with poll would spin.
   isHeldBack_ = count == -EAGAIN && isWritable(destination_.fd());
   if (count >= 0) {
     return static_cast<std::size_t>(count);
@@ -131,8 +133,8 @@ std::size_t Relay::bytesDone(std::ptrdiff_t count, std::size_t size) {
   return count == -EAGAIN || count == -EINTR ? 0 : size;
 }
 
-// What limit() found is there already: a source with nothing more to read has ended, also where the
-// system refused to tell how much it held.
+// After limit() the source gets no more bytes that count. So it has ended when there is nothing to
+// read, even if rest_ is too high because the number of unread bytes was not known.
 void Relay::take(std::size_t count) {
   if (rest_) {
     *rest_ -= std::min(count, *rest_);

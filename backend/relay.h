@@ -14,36 +14,38 @@
 
 namespace ferncrest {
 
-/// Copies one pipe of the backend to one of the host's streams, unchanged and in order. Passive: it
-/// says which descriptor it waits for, and does one step when that is ready. It never waits itself.
+/// Copies one pipe of the backend to one of the host's streams, unchanged and in order. It never
+/// waits itself: it names the descriptor that it needs, and does one step when that is ready.
 class Relay {
  public:
   /// Allocates the buffer; everything else here but append() cannot fail.
   explicit Relay(int stream) : destination_(stream) {}
 
-  /// Copies from `source` on, the read end of a pipe in non-blocking mode.
+  /// Starts to copy from `source`, the read end of a pipe in non-blocking mode. Takes ownership.
   void begin(Fd source) { source_ = std::move(source); }
 
-  /// Ends with what the pipe holds now, so that whoever still writes to it prolongs nothing.
+  /// Copies only the bytes that are in the pipe now, so that a process that still writes to it
+  /// cannot delay the end.
   void limit();
 
-  /// Writes these lines, each in one write, behind the end of what is copied.
+  /// Adds lines to write after the last byte that is copied, each with one write.
   void append(std::string_view lines);
 
   [[nodiscard]] bool isDone() const;
 
-  /// What to wait for; no descriptor (-1) when nothing or when time alone helps.
+  /// The descriptor and event to wait for; the descriptor is -1 when there is nothing to wait for,
+  /// or when step() has to be tried again after a while.
   [[nodiscard]] pollfd need() const;
-  /// Whether poll says that the stream has room and the stream does not take what comes next:
-  /// step() is to be tried again after a while.
+  /// Whether poll reports room in the stream but the stream does not take the next bytes. Then
+  /// step() has to be tried again after a while.
   [[nodiscard]] bool isHeldBack() const { return isHeldBack_; }
 
-  /// Moves what can be moved now. A stream that fails loses what was meant for it and no more, so
-  /// that the backend never stalls on a host that has gone.
+  /// Copies what can be copied now. When the stream fails, its bytes are dropped and reading goes
+  /// on, so that the backend is never blocked by a host that has gone.
   void step();
 
-  /// After limit(): the bytes that the host has not read, those in its stream included. Shrinks
-  /// when the host reads, and only then. 0 when done.
+  /// After limit(): how many bytes the host has not read yet, with those in its stream. The number
+  /// shrinks only when the host reads. 0 when done.
   [[nodiscard]] std::size_t outstanding();
 
  private:

@@ -1,7 +1,7 @@
 #include "backend/run_delegation.h"
 
 #include "backend/backend_proxy.h"
-#include "platform/paths.h"
+#include "platform/files.h"
 #include "platform/system.h"
 
 namespace ferncrest {

@@ -3,14 +3,15 @@
 #include <string>
 
 #include "backend/conversation.h"
-#include "platform/environment.h"
 #include "platform/failure.h"
+#include "platform/process.h"
 
 namespace ferncrest {
 
-/// Hands the conversation to the backend at `executablePath` until the host's input ends, and stops
-/// the backend. Fails when it cannot be started, or with the first line that does not reach it;
-/// that line is lost, the next one is not, and standard output has everything that came before.
+/// Starts the backend at `executablePath`, writes the host's lines to it until the input ends, and
+/// stops it. Fails when the backend cannot be started, or when a line cannot be written to it: that
+/// line is lost, the following ones stay in the input, and all of the backend's output has been
+/// written.
 [[nodiscard]] Outcome runDelegation(const std::string& executablePath, const std::string& platform,
                                     const Environment& environment, Conversation& host);
 

@@ -25,7 +25,7 @@ constexpr unsigned deadlineSeconds = 60;
 std::string contentOf(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   if (!file) {
-    giveUp("cannot read " + path);
+    fail("cannot read " + path);
   }
   return {std::istreambuf_iterator<char>(file), {}};
 }
@@ -44,7 +44,7 @@ void applyOption(Plan& plan, const std::string& name, const std::string& value) 
   } else if (name == "--first") {
     plan.first = value;
   } else {
-    giveUp("unknown option " + name);
+    fail("unknown option " + name);
   }
 }
 
@@ -73,7 +73,7 @@ int runDriver(std::span<char*> arguments) {
       {"start-to-end", startToEnd}, {"noise", [](const Plan&) { return noise(); }}};
   const auto measure = arguments.empty() ? measures.end() : measures.find(arguments[0]);
   if (measure == measures.end()) {
-    giveUp("the first argument has to be a measure");
+    fail("the first argument has to be a measure");
   }
   // The time limit: if the measured program never answers, SIGALRM ends this one, which closes the
   // other's input.
@@ -92,6 +92,6 @@ int main(int argumentCount, char** arguments) {
     return ferncrest::benchmarks::runDriver(
         {arguments + 1, static_cast<std::size_t>(argumentCount > 0 ? argumentCount - 1 : 0)});
   } catch (const std::exception& exception) {
-    ferncrest::benchmarks::giveUp(exception.what());
+    ferncrest::benchmarks::fail(exception.what());
   }
 }

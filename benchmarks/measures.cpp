@@ -156,7 +156,7 @@ Result startToFirstByte(const Plan& plan) {
     const auto start = Clock::now();
     Pipeline pipeline(plan.stages);
     if (const auto bytes = pipeline.read(); bytes.empty() || !bytes.starts_with(plan.first)) {
-      giveUp("the output does not begin as expected");
+      fail("the output does not begin as expected");
     }
     const double seconds = secondsSince(start);
     pipeline.closeInput();

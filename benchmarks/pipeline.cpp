@@ -1,61 +1,40 @@
 #include "benchmarks/pipeline.h"
 
-#include <fcntl.h>
-#include <spawn.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <iostream>
-#include <span>
 #include <utility>
 
 #include "platform/io.h"
-
-extern char** environ;  // NOLINT(readability-redundant-declaration): macOS headers have none
+#include "platform/process.h"
 
 namespace ferncrest::benchmarks {
 
 namespace {
 
-struct Pipe {
-  Fd readEnd;
-  Fd writeEnd;
-};
-
 Pipe newPipe() {
-  std::array<int, 2> ends{};
-  if (::pipe(ends.data()) != 0) {
-    giveUp("cannot create a pipe: " + systemFailure(errno).description);
+  auto pipe = makePipe();
+  if (!pipe) {
+    fail("cannot create a pipe: " + pipe.error().description);
   }
-  for (const int end : ends) {
-    ::fcntl(end, F_SETFD, FD_CLOEXEC);
-  }
-  return {.readEnd = Fd(ends[0]), .writeEnd = Fd(ends[1])};
+  return std::move(*pipe);
 }
 
-pid_t start(Command command, const Fd& input, const Fd& output) {
-  std::vector<char*> arguments;
-  for (std::string& argument : command) {
-    arguments.push_back(argument.data());
+pid_t start(const Command& command, const Fd& input, const Fd& output) {
+  const auto process = spawnChild({.executable = command.at(0),
+                                   .arguments = {command.begin() + 1, command.end()},
+                                   .environment = readEnvironment(),
+                                   .searchesPath = true},
+                                  {.input = input.get(), .output = output.get()});
+  if (!process) {
+    fail(command[0] + ": " + process.error().description);
   }
-  arguments.push_back(nullptr);
-  posix_spawn_file_actions_t actions{};
-  ::posix_spawn_file_actions_init(&actions);
-  ::posix_spawn_file_actions_adddup2(&actions, input.get(), STDIN_FILENO);
-  ::posix_spawn_file_actions_adddup2(&actions, output.get(), STDOUT_FILENO);
-  pid_t process = 0;
-  const int failed =
-      ::posix_spawnp(&process, arguments[0], &actions, nullptr, arguments.data(), environ);
-  ::posix_spawn_file_actions_destroy(&actions);
-  if (failed != 0) {
-    giveUp(command[0] + ": " + systemFailure(failed).description);
-  }
-  return process;
+  return *process;
 }
 
 double seconds(const timeval& time) {
@@ -64,7 +43,7 @@ double seconds(const timeval& time) {
 
 }  // namespace
 
-void giveUp(const std::string& reason) {
+void fail(const std::string& reason) {
   std::cerr << "driver: " << reason << '\n';
   std::_Exit(1);
 }
@@ -82,7 +61,7 @@ Pipeline::Pipeline(const std::vector<Command>& stages) {
 
 void Pipeline::write(std::string_view bytes) const {
   if (const Outcome written = writeAll(input_.get(), bytes); !written) {
-    giveUp("cannot write the input: " + written.error().description);
+    fail("cannot write the input: " + written.error().description);
   }
 }
 
@@ -97,7 +76,7 @@ std::string Pipeline::readLine() {
   while (lineFeed == std::string::npos) {
     const std::string_view bytes = read();
     if (bytes.empty()) {
-      giveUp("the output ends early");
+      fail("the output ends early");
     }
     ahead_ += bytes;
     lineFeed = ahead_.find('\n');
@@ -112,7 +91,7 @@ void Pipeline::awaitLines(std::size_t count) {
     const std::string_view bytes = read();
     const auto lines = static_cast<std::size_t>(std::ranges::count(bytes, '\n'));
     if (bytes.empty() || lines > count) {
-      giveUp(bytes.empty() ? "the output ends early" : "more lines than awaited");
+      fail(bytes.empty() ? "the output ends early" : "more lines than awaited");
     }
     count -= lines;
   }
@@ -122,7 +101,7 @@ void Pipeline::awaitBytes(std::size_t count) {
   while (count > 0) {
     const std::string_view bytes = read();
     if (bytes.empty() || bytes.size() > count) {
-      giveUp(bytes.empty() ? "the output ends early" : "more bytes than awaited");
+      fail(bytes.empty() ? "the output ends early" : "more bytes than awaited");
     }
     count -= bytes.size();
   }

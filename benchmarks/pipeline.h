@@ -42,6 +42,7 @@ class Pipeline {
   std::vector<pid_t> processes_;
 };
 
-[[noreturn]] void giveUp(const std::string& reason);
+/// Writes the reason to standard error and ends the program with status 1.
+[[noreturn]] void fail(const std::string& reason);
 
 }  // namespace ferncrest::benchmarks

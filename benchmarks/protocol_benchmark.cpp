@@ -10,7 +10,7 @@
 #include "platform/io.h"
 #include "protocol/coding.h"
 #include "protocol/line_buffer.h"
-#include "text/trimmed.h"
+#include "text/characters.h"
 #include "text/utf8.h"
 
 namespace {

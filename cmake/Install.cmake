@@ -28,9 +28,9 @@ endif()
 foreach(header IN ITEMS
     protocol/coding.h protocol/decoding_error.h protocol/envelope.h protocol/line_buffer.h
     protocol/values.h
-    text/canonical.h text/trimmed.h text/utf8.h
-    platform/byte_buffer.h platform/environment.h platform/failure.h platform/fd.h platform/files.h
-    platform/io.h platform/random.h platform/standard_streams.h)
+    text/canonical.h text/characters.h text/utf8.h
+    platform/byte_buffer.h platform/failure.h platform/fd.h platform/files.h platform/io.h
+    platform/process.h platform/random.h)
   cmake_path(GET header PARENT_PATH folder)
   install(FILES "${header}"
     DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/ferncrest/${folder}" COMPONENT development)

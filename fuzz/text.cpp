@@ -10,8 +10,7 @@
 
 #include "require.h"
 #include "text/canonical.h"
-#include "text/graphemes.h"
-#include "text/trimmed.h"
+#include "text/characters.h"
 #include "text/utf8.h"
 
 // Properties of the functions in text/ that must hold for all inputs.

@@ -4,12 +4,12 @@
 
 namespace ferncrest {
 
-/// Memory for input that grows and shrinks without a second copy of its content and starts on a
-/// page border, where the system's copies into it are fastest.
+/// Memory for input that starts on a page boundary, where read() copies fastest, and that grows and
+/// shrinks without a second copy of its content. Owns its memory; cannot be copied or moved.
 class ByteBuffer {
  public:
-  /// Starts with `capacity` bytes, a multiple of the page size. Like every resize it throws
-  /// std::bad_alloc when the system has no memory to give.
+  /// Starts with `capacity` bytes, a multiple of the page size. Throws std::bad_alloc when the
+  /// operating system has no memory left, as resize() does.
   explicit ByteBuffer(std::size_t capacity);
   ByteBuffer(const ByteBuffer&) = delete;
   ByteBuffer& operator=(const ByteBuffer&) = delete;
@@ -18,8 +18,8 @@ class ByteBuffer {
   [[nodiscard]] char* data() const { return data_; }
   [[nodiscard]] std::size_t capacity() const { return capacity_; }
 
-  /// Changes the capacity, again a multiple of the page size; the content up to the smaller of the
-  /// two stays, its address may change.
+  /// Changes the capacity to another multiple of the page size. The content stays, as far as it
+  /// fits; its address may change.
   void resize(std::size_t capacity);
 
  private:

@@ -7,7 +7,8 @@ namespace ferncrest {
 
 namespace {
 
-// strerror_r comes in two forms: POSIX fills the buffer, GNU returns the text.
+// strerror_r has two forms: that of POSIX fills the buffer and returns a status, that of GNU
+// returns the text. Overloads pick the one that the C library has.
 [[maybe_unused]] const char* messageOf(int status, const char* buffer) {
   return status == 0 ? buffer : "Unknown error";
 }

@@ -5,18 +5,18 @@
 
 namespace ferncrest {
 
-/// Why an operation failed, in the words that a person will read.
+/// Why an operation failed: a text for a person to read.
 struct Failure {
   std::string description;
 
   bool operator==(const Failure&) const = default;
 };
 
-/// The outcome of an operation that gives nothing but its success.
+/// The result of an operation that either succeeds, with no value, or fails.
 using Outcome = std::expected<void, Failure>;
 
-/// The operating system's own words for `errorNumber`, an errno value saved at the failing call.
-///
+/// The operating system's error text (strerror) for `errorNumber`, an errno value that was saved
+/// right after the failing call.
 Failure systemFailure(int errorNumber);
 
 }  // namespace ferncrest

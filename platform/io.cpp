@@ -11,10 +11,11 @@ namespace ferncrest {
 
 namespace {
 
-// macOS refuses to transfer more in one call.
+// macOS fails with EINVAL when one call is to transfer more.
 constexpr std::size_t mostAtOnce = INT_MAX;
 
-// Whether to try again after a failed read or write; waits first where waiting helps.
+// Whether to try a read or write again that failed with `errorNumber`. After EAGAIN this waits
+// until `fd` is ready.
 bool isWorthRetrying(int errorNumber, int fd, short event) {
   if (errorNumber == EINTR) {
     return true;

@@ -9,16 +9,18 @@
 
 namespace ferncrest {
 
-/// Reads what is there into `buffer`, waiting until there is something; 0 means end of input.
-/// Survives interruptions and descriptors in non-blocking mode.
+/// Reads into `buffer` and gives the number of bytes, 0 at the end of input. Waits until there is
+/// something to read, also on a descriptor in non-blocking mode; goes on after EINTR. Fails with
+/// the error text of the operating system.
 [[nodiscard]] std::expected<std::size_t, Failure> readSome(int fd, std::span<char> buffer);
 
-/// Writes every byte or fails with the system's words; what was written before a failure stays
-/// written. Survives interruptions, short counts and non-blocking mode.
+/// Writes all bytes, waiting for room, also on a descriptor in non-blocking mode; goes on after
+/// EINTR and short counts. Fails with the error text of the operating system; what was written
+/// before the failure stays written.
 [[nodiscard]] Outcome writeAll(int fd, std::string_view bytes);
 
-/// Writes the first bytes, as many as a descriptor in non-blocking mode takes now: how many, or a
-/// negated errno value. Survives interruptions.
+/// Writes as many of the first bytes as one write() takes, which on a descriptor in non-blocking
+/// mode does not wait. Gives their number, or a negated errno value. Goes on after EINTR.
 [[nodiscard]] std::ptrdiff_t writeSome(int fd, std::string_view bytes);
 
 /// Whether a read from `fd` would return at once, with data, end of input or an error.

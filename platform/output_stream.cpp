@@ -18,18 +18,19 @@ namespace ferncrest {
 
 namespace {
 
-// A Unix socket tells by the piece what its reader has taken, so pieces must be small enough to see
-// a slow reader read.
+// A Unix socket counts a piece as unread until its last byte was read. With small pieces the count
+// also shrinks while a slow host reads.
 constexpr std::size_t socketPiece = std::size_t{8} << 10U;
 
-// A blocking terminal promises room for no more.
+// Poll reports a terminal as ready when it has room for one byte. A longer write could block.
 constexpr std::size_t terminalPiece = 1;
 
-// Poll finds a terminal ready, and a write to it waits all the same: it takes a description of our
-// own to write without waiting and without a change to the host's.
+// A write to a terminal can block although poll has reported it as ready. O_NONBLOCK prevents that,
+// but on the host's open file description the host would get it too, so we open our own.
 Fd reopenedTerminal(int fd) {
   std::array<char, PATH_MAX> name{};
-  // The name of a pseudo-terminal's master stands for a new one.
+  // The master side of a pseudo-terminal cannot be opened again: its name, /dev/ptmx, makes a new
+  // pair.
   const bool isMaster = ::ptsname(fd) != nullptr;  // NOLINT(concurrency-mt-unsafe): one thread
   if (isMaster || ::ttyname_r(fd, name.data(), name.size()) != 0) {
     return {};
@@ -49,7 +50,7 @@ OutputStream::OutputStream(int fd)
 OutputStream::Kind OutputStream::kindOf(int fd) {
   struct stat status{};
   const int flags = ::fcntl(fd, F_GETFL);
-  // Asked here, because poll would wait for ever for such a stream.
+  // Poll never reports a stream that was opened read-only, so a wait for it would not end.
   if (flags < 0 || (flags & O_ACCMODE) == O_RDONLY || ::fstat(fd, &status) != 0) {
     return Kind::unwritable;
   }
@@ -65,7 +66,8 @@ OutputStream::Kind OutputStream::kindOf(int fd) {
 std::ptrdiff_t OutputStream::writeSome(std::string_view bytes) const {
   switch (kind_) {
     case Kind::pipe: {
-      // Asked right before the write: standard output and error may be the same pipe.
+      // Asked right before the write: standard output and standard error may be the same pipe, so
+      // an earlier answer may be too high.
       const std::size_t room = pipeRoom(fd_);
       return room == 0 ? -EAGAIN : ferncrest::writeSome(fd_, bytes.substr(0, room));
     }
@@ -103,7 +105,7 @@ std::ptrdiff_t OutputStream::moveFrom(int pipe, std::size_t most) const {
 
 std::size_t OutputStream::unread() {
   const auto count = tellsUnread_ ? unreadBytes(fd_) : std::nullopt;
-  // Never asked again after a refusal: an answer now and then would look like a host that reads.
+  // Never asked again after a failure: counts that come and go would look like a host that reads.
   tellsUnread_ = count.has_value();
   return count.value_or(0);
 }

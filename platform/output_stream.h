@@ -7,31 +7,35 @@
 
 namespace ferncrest {
 
-/// A standard output stream, borrowed from the host, that never makes the writer wait. The host's
-/// flags stay as they are. Counts are bytes; a failure is a negated errno value, -EAGAIN where the
-/// host has to read first. A stream that was not opened for writing fails with -EBADF.
+/// Writes to standard output or standard error without waiting for the host to read. The stream is
+/// borrowed, and its flags, which the host shares, are not changed. Counts are bytes; a failure is
+/// a negated errno value: -EAGAIN when the host has to read first, -EBADF for a stream that was not
+/// opened for writing.
 class OutputStream {
  public:
   explicit OutputStream(int fd);
 
-  /// Writes the first bytes, as many as the stream takes now.
+  /// Writes as many of the first bytes as the stream takes now, and gives their number.
   [[nodiscard]] std::ptrdiff_t writeSome(std::string_view bytes) const;
 
-  /// The same for a line, of which a pipe gets no part before it has room for the whole. A line
-  /// that is longer than the pipe goes there by the pipeful.
+  /// The same for a line. A pipe gets nothing of it before it has room for the whole line; of a
+  /// line that is longer than the pipe's capacity it gets one capacity after the other.
   [[nodiscard]] std::ptrdiff_t writeLine(std::string_view line) const;
 
-  /// Moves bytes from a pipe without a copy in this process. 0 means that the pipe has ended,
-  /// -EAGAIN that it is empty or that the stream is full, -EINVAL that bytes must be written.
+  /// Moves up to `most` bytes from a pipe to this stream without a copy in this process (splice).
+  /// Gives their number, 0 at the end of the pipe, -EAGAIN when it is empty or the stream is full,
+  /// and -EINVAL when this stream needs read() and writeSome() instead.
   [[nodiscard]] std::ptrdiff_t moveFrom(int pipe, std::size_t most) const;
 
-  /// False for a stream that was not opened for writing; poll would wait for it for ever.
+  /// False for a stream that was not opened for writing. Such a stream must not be given to poll,
+  /// which would never report it as ready.
   [[nodiscard]] bool isOpenForWriting() const { return kind_ != Kind::unwritable; }
 
-  /// Bytes that the host has not read yet; 0 where the system does not tell.
+  /// How many bytes in the stream the host has not read yet; 0 where the operating system cannot
+  /// tell.
   [[nodiscard]] std::size_t unread();
 
-  /// To wait for room with poll. A long line may have to wait for more than that.
+  /// The descriptor to wait for with POLLOUT. writeLine may need more room than that reports.
   [[nodiscard]] int fd() const { return own_.isOpen() ? own_.get() : fd_; }
 
  private:
@@ -42,7 +46,7 @@ class OutputStream {
   int fd_;
   Kind kind_;
   bool tellsUnread_;
-  Fd own_;  // a terminal, opened again in non-blocking mode
+  Fd own_;  // the same terminal, opened again in non-blocking mode
 };
 
 }  // namespace ferncrest

@@ -42,7 +42,7 @@ int openPipe(int& readEnd, int& writeEnd) {
 }
 
 void enlargePipe(int pipe) {
-  // Four times the usual; more made nothing faster.
+  // Four times the default capacity. More was not faster.
   ::fcntl(pipe, F_SETPIPE_SZ, 256 << 10);
 }
 
@@ -54,7 +54,8 @@ std::ptrdiff_t readNow(int fd, char* buffer, std::size_t size) {
   const iovec block{.iov_base = buffer, .iov_len = size};
   ssize_t count = ::preadv2(fd, &block, 1, -1, RWF_NOWAIT);
   int errorNumber = errno;
-  // Refused for named pipes and terminals, and for a file whose bytes are on the disk alone.
+  // RWF_NOWAIT is not supported for named pipes and terminals, and gives EAGAIN for a file whose
+  // bytes are not in the page cache.
   if (count < 0 && errorNumber != EINTR && (errorNumber != EAGAIN || !isPipeOrSocket(fd))) {
     count = ::read(fd, buffer, size);
     errorNumber = errno;
@@ -72,7 +73,7 @@ std::size_t pipeRoom(int pipe) {
   }
   int unread = 0;
   const bool isEmpty = ::ioctl(pipe, FIONREAD, &unread) == 0 && unread == 0;
-  // The free room of a pipe in use is in whole pages, of which poll promises one.
+  // A pipe in use has room by the page, and POLLOUT promises one page (PIPE_BUF).
   return isEmpty ? pipeCapacity(pipe) : PIPE_BUF;
 }
 
@@ -88,7 +89,8 @@ std::optional<std::size_t> unreadBytes(int fd) {
 
 bool joinBatchClass() {
   const sched_param parameters{};
-  // A host that chose another class than the usual one knows why; a refusal costs speed alone.
+  // Another policy than the usual one was chosen by the host and stays. Without SCHED_BATCH the
+  // service is only slower.
   return ::sched_getscheduler(0) == SCHED_OTHER &&
          ::sched_setscheduler(0, SCHED_BATCH, &parameters) == 0;
 }
@@ -99,7 +101,7 @@ void leaveBatchClass() {
 }
 
 int openExitWatch(pid_t child) {
-  // By number: the library's header for it cannot be used from C++ before glibc 2.37.
+  // By its number: the header <sys/pidfd.h> cannot be used from C++ before glibc 2.37.
   return static_cast<int>(::syscall(SYS_pidfd_open, child, 0));
 }
 

@@ -26,7 +26,7 @@ void* resizePages(void* pages, std::size_t oldSize, std::size_t newSize) {
   if (moved == MAP_FAILED) {
     return MAP_FAILED;
   }
-  // Copies by sharing the pages until one side writes, so no second copy takes memory.
+  // vm_copy is copy-on-write, so no second copy takes memory.
   const kern_return_t copied =
       ::vm_copy(mach_task_self(), reinterpret_cast<vm_address_t>(pages), std::min(oldSize, newSize),
                 reinterpret_cast<vm_address_t>(moved));
@@ -44,7 +44,7 @@ int openPipe(int& readEnd, int& writeEnd) {
   if (::pipe(ends.data()) != 0) {
     return -1;
   }
-  // Nothing else in this process launches programs in between.
+  // The service has one thread, so no program is started between pipe() and fcntl().
   for (const int end : ends) {
     ::fcntl(end, F_SETFD, FD_CLOEXEC);
   }
@@ -53,7 +53,7 @@ int openPipe(int& readEnd, int& writeEnd) {
   return 0;
 }
 
-void enlargePipe(int /*pipe*/) {}  // pipes grow by themselves
+void enlargePipe(int /*pipe*/) {}  // the kernel enlarges pipes by itself
 
 int keepOnlyStandardStreams(posix_spawn_file_actions_t& /*actions*/, short& flags) {
   flags = static_cast<short>(flags | POSIX_SPAWN_CLOEXEC_DEFAULT);
@@ -66,7 +66,7 @@ std::ptrdiff_t readNow(int fd, char* buffer, std::size_t size) {
 }
 
 std::size_t pipeRoom(int pipe) {
-  // Poll promises 512 bytes; a queue of events tells how much room there is.
+  // POLLOUT promises only 512 bytes; a kqueue gives the number of free bytes.
   const Fd queue(::kqueue());
   struct kevent wanted{};
   struct kevent found{};
@@ -83,19 +83,19 @@ std::size_t pipeRoom(int pipe) {
 }
 
 std::size_t pipeCapacity(int /*pipe*/) {
-  return std::size_t{16} << 10U;  // the least; a pipe in use grows
+  return std::size_t{16} << 10U;  // the initial capacity; the kernel enlarges a pipe in use
 }
 
 std::optional<std::size_t> unreadBytes(int fd) {
   int count = 0;
   socklen_t size = sizeof count;
-  // Nothing tells it of a pipe's write end.
+  // There is no such call for the write end of a pipe.
   const bool isKnown = ::getsockopt(fd, SOL_SOCKET, SO_NWRITE, &count, &size) == 0;
   return isKnown ? std::optional(static_cast<std::size_t>(std::max(count, 0))) : std::nullopt;
 }
 
 bool joinBatchClass() {
-  return false;  // there is none
+  return false;  // there is no such policy
 }
 
 void leaveBatchClass() {}
@@ -105,7 +105,7 @@ int openExitWatch(pid_t child) {
   struct kevent wanted{};
   EV_SET(&wanted, child, EVFILT_PROC, EV_ADD, NOTE_EXIT, 0, nullptr);
   if (queue >= 0 && ::kevent(queue, &wanted, 1, nullptr, 0, nullptr) != 0) {
-    ::close(queue);  // a child that has ended already cannot be watched, only asked for
+    ::close(queue);  // a child that has ended already cannot be watched; waitpid finds it
     return -1;
   }
   return queue;
@@ -126,7 +126,8 @@ std::optional<std::string> ownExecutablePath() {
   if (::_NSGetExecutablePath(path.data(), &size) != 0) {
     return std::nullopt;
   }
-  // Through links to the file itself, as elsewhere: a backend is looked for beside it.
+  // With symbolic links resolved, as /proc/self/exe has them on Linux: a backend is looked for
+  // beside the file itself.
   std::array<char, PATH_MAX> resolved{};
   return ::realpath(path.c_str(), resolved.data()) == nullptr
              ? std::nullopt

@@ -17,7 +17,8 @@ namespace ferncrest {
 namespace {
 
 using Kind = JsonReader::Kind;
-// What decoding a value gives: null when all went well, since that has to be cheap on every level.
+// The result of decoding a value, null on success. A pointer, because it is returned on every
+// level.
 using Fault = std::unique_ptr<DecodingError>;
 
 Fault makeFault(DecodingError::Kind kind, std::string_view type, std::string description) {
@@ -25,7 +26,7 @@ Fault makeFault(DecodingError::Kind kind, std::string_view type, std::string des
                                          std::move(description));
 }
 
-// Places a fault one level further up.
+// Adds `key` to the front of the fault's path, since the fault is in the value under that key.
 Fault under(std::string_view key, Fault fault) {
   if (fault) {
     fault->codingPath.emplace(fault->codingPath.begin(), key);
@@ -33,7 +34,7 @@ Fault under(std::string_view key, Fault fault) {
   return fault;
 }
 
-// Passes over a value that is not what is expected there, and says so.
+// Skips a value that is not of the expected type, and gives the fault.
 Fault rejectValue(JsonReader& reader, std::string_view expectedType) {
   const bool isNull = reader.peek() == Kind::null;
   reader.skipValue();
@@ -104,8 +105,8 @@ constexpr bool isOptional = false;
 template <typename Value>
 constexpr bool isOptional<std::optional<Value>> = true;
 
-// Reads a record's fields as they come and judges them in their declared order, so that the first
-// fault in that order is the one reported.
+// Reads a record's fields in the order of the text and then looks for faults in their declared
+// order, because the first fault in that order is the one to report.
 template <typename Record>
 class RecordDecoder {
  public:
@@ -182,8 +183,8 @@ Fault decode(JsonReader& reader, Record& record) {
   return RecordDecoder<Record>(reader, record).decodeFields();
 }
 
-// Finds the one key that names a case and decodes what stands under it with `decodePayload`, which
-// takes the case's index.
+// Finds the one key that names a case, and decodes the value under it by calling `decodePayload`
+// with the index of the case.
 template <typename Choice, typename DecodePayload>
 Fault decodeChoice(JsonReader& reader, DecodePayload decodePayload) {
   constexpr const auto& cases = Schema<Choice>::cases;

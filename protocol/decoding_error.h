@@ -6,7 +6,7 @@
 
 namespace ferncrest {
 
-/// Why a line is not an envelope.
+/// Why a text is not an envelope.
 struct DecodingError {
   enum class Kind { typeMismatch, missingKey, nullValue, invalidJson };
 
@@ -14,7 +14,7 @@ struct DecodingError {
   /// The type expected where the fault lies: a protocol type, or "String", "Bool", "Array",
   /// "Object".
   std::string_view type;
-  /// The keys from the top-level object down to the fault, list elements by their index.
+  /// The keys from the top-level object down to the fault; for array elements their index.
   std::vector<std::string> codingPath;
   /// A sentence for logs.
   std::string debugDescription;

@@ -13,8 +13,9 @@ namespace ferncrest {
 
 namespace {
 
-// Everything is encoded twice by the same functions, to a JsonSize and then to a JsonMemory. They
-// are taken and returned by value, which keeps them in a register.
+// Each function runs twice: with a JsonSize, which counts bytes, and with a JsonMemory, which
+// writes them. An output is passed and returned by value, so that the compiler keeps it in a
+// register.
 
 template <typename Output>
 Output encode(Output output, const std::string& text) {
@@ -47,7 +48,8 @@ Output encode(Output output, const std::vector<Element>& list) {
   return output;
 }
 
-// Like every element of a list, every member has a comma in front; enclose() writes over the first.
+// Every member, like every element of an array, begins with a comma. enclose() overwrites the first
+// one.
 template <typename Output>
 Output putKey(Output output, std::string_view key) {
   output.put(",\"");
@@ -80,7 +82,8 @@ Output encode(Output output, const Record& record) {
   return output;
 }
 
-// The one member that names the case held; `encodePayload` gives the value under it.
+// An object with one member: its key names the case that is held, and `encodePayload` encodes the
+// value.
 template <typename Output, typename... Cases, typename EncodePayload>
 Output encodeCase(Output output, const std::variant<Cases...>& choice,
                   EncodePayload encodePayload) {

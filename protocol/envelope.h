@@ -1,11 +1,16 @@
 #pragma once
 
+#include <concepts>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <variant>
 
+#include "platform/failure.h"
 #include "protocol/values.h"
+#include "text/canonical.h"
 
-// The messages of every stream between host, service and backend, one a line.
+// The messages between host, service and backend. On a stream each is one line.
 
 namespace ferncrest {
 
@@ -62,5 +67,27 @@ using BridgeEnvelope =
     std::variant<BridgeHello, BridgeConnectRequest, BridgeDisconnectRequest,
                  BridgeStartListeningRequest, BridgeStopListeningRequest, BridgeSendMessageRequest,
                  BridgeInboundEvent, BridgeStateChangedEvent, BridgeErrorEvent>;
+
+/// Calls the one of `answers` that takes the record in `envelope` and returns what it returns.
+/// Succeeds without a call when none of them takes it, and when the request names another platform
+/// than `platform`, compared by canonical equivalence.
+template <typename... Answers>
+[[nodiscard]] Outcome answerRequest(BridgeEnvelope& envelope, std::string_view platform,
+                                    Answers... answers) {
+  struct AnyAnswer : Answers... {
+    using Answers::operator()...;
+  };
+  AnyAnswer answer{std::move(answers)...};
+  return std::visit(
+      [&]<typename Record>(Record& record) -> Outcome {
+        if constexpr (std::invocable<AnyAnswer&, Record&>) {
+          if (canonicallyEqual(record.platform, platform)) {
+            return answer(record);
+          }
+        }
+        return {};
+      },
+      envelope);
+}
 
 }  // namespace ferncrest

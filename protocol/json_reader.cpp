@@ -12,8 +12,8 @@ bool isDigit(char byte) {
   return byte >= '0' && byte <= '9';
 }
 
-// Where the string ends whose characters are at the front of `text`: at the first quotation mark
-// without a backslash of its own in front.
+// The position of the quotation mark that ends the string at the front of `text`: the first one
+// with an even number of backslashes in front.
 std::size_t findClosingMark(std::string_view text) {
   std::size_t mark = text.find('"');
   for (; mark != std::string_view::npos; mark = text.find('"', mark + 1)) {

@@ -10,9 +10,9 @@
 
 namespace ferncrest {
 
-/// Reads one JSON text strictly, once, front to back, value by value as the caller asks for them.
-/// Malformed text is remembered: from then on every value is `malformed`, every object and list at
-/// its end. The text must be valid UTF-8 and outlive the reader.
+/// Reads one JSON text in one pass, value by value as the caller asks for them, and accepts nothing
+/// that the grammar does not allow. After malformed text every value is `malformed`, and every
+/// object and array is at its end. The text is borrowed; it must be valid UTF-8.
 class JsonReader {
  public:
   enum class Kind : unsigned char { malformed, object, array, string, number, boolean, null };
@@ -23,28 +23,29 @@ class JsonReader {
   explicit JsonReader(std::string_view text)
       : position_(text.data()), end_(text.data() + text.size()) {}
 
-  /// The kind of the next value, judged by its first character; the value is not read yet.
+  /// The kind of the next value, which its first character tells. The value is not read yet.
   [[nodiscard]] Kind peek();
 
-  /// Enters the object or list that comes next; its members are then taken one after the other.
+  /// Enter the object or array that comes next, to read its members one after the other.
   void enterObject() { enter(); }
   void enterArray() { enter(); }
 
-  /// The next key, valid until the next call; its value must be read next. Nothing at the object's
-  /// end, which is left.
+  /// The next key, borrowed until the next call; its value must be read next. At the end of the
+  /// object it gives nothing and leaves the object.
   std::optional<std::string_view> nextKey();
 
-  /// Whether another element comes, to be read next; at the list's end, the list is left.
+  /// Whether there is another element, which must be read next. At the end of the array it leaves
+  /// the array.
   bool nextElement() { return takeSeparator(']'); }
 
-  /// The string or truth value that comes next.
+  /// Read the string or boolean that comes next; peek() must have reported it.
   void readString(std::string& text);
   bool readBoolean();
 
-  /// Passes over the next value, whatever it is, checking it to its end.
+  /// Skips the next value, of any kind, and checks that it is well-formed.
   void skipValue();
 
-  /// Whether the text held exactly the values that were read, well-formed to its end.
+  /// Whether everything that was read was well-formed and nothing but white space follows.
   [[nodiscard]] bool finish();
 
  private:
@@ -83,7 +84,7 @@ class JsonReader {
   std::string unescapedKey_;  // of the last key or skipped string that had escapes
 };
 
-// Here, and not beside the rest, is what every value of a short request goes through.
+// Inline, because every value of a short request goes through these functions.
 
 inline JsonReader::Kind JsonReader::peek() {
   skipWhiteSpace();
@@ -108,8 +109,8 @@ inline std::optional<std::string_view> JsonReader::nextKey() {
   return key;
 }
 
-// Takes what stands before a member, or leaves the object or list at its end. Whether a value was
-// just read follows from the order of calls, so one flag is enough for all levels.
+// Takes the comma before a member, or leaves the object or array at its end. A member is the first
+// one only right after enter(), so one flag is enough for all levels.
 inline bool JsonReader::takeSeparator(char close) {
   skipWhiteSpace();
   const bool first = atFirstMember_;
@@ -178,7 +179,7 @@ inline bool JsonReader::take(char expected) {
 
 inline void JsonReader::fail() {
   malformed_ = true;
-  position_ = end_;  // whatever is asked for next finds nothing
+  position_ = end_;  // nothing more is found
 }
 
 }  // namespace ferncrest

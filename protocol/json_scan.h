@@ -33,11 +33,11 @@ inline Word load(const char* bytes) {
   return word;
 }
 
-// Marks the high bit of each special byte in a word; those above the lowest marked one may be
-// marked wrongly.
+// A word with the high bit set in each special byte. Only the lowest set bit can be relied on: the
+// subtraction may borrow from the bytes above it.
 template <Solidus solidus>
 Word specialBytes(Word word) {
-  // With U+0020 and the quotation mark exchanged, that one follows the control characters.
+  // XOR with 2 maps '"' (0x22) to 0x20, next to 0x00 to 0x1F, so one subtraction finds both.
   const Word controlOrQuote = (word ^ (0x02 * eachByte)) - 0x21 * eachByte;
   const Word backslash = (word ^ ('\\' * eachByte)) - eachByte;
   const Word slash = (word ^ ('/' * eachByte)) - eachByte;
@@ -62,7 +62,8 @@ const char* findSpecial(const char* begin, const char* end) {
     }
   }
   if (end - begin >= wordSize) {
-    // What is left together with bytes known to be plain.
+    // The last bytes are less than a word: look at the word that ends with them. Its other bytes
+    // are known to be plain.
     const scan::Word marked = scan::specialBytes<solidus>(scan::load(end - wordSize));
     return marked == 0 ? end : end - wordSize + scan::firstMarked(marked);
   }

@@ -10,7 +10,7 @@ namespace ferncrest {
 
 namespace {
 
-// The four digits of one UTF-16 unit.
+// The four hexadecimal digits of one UTF-16 code unit, or nothing if they are not there.
 std::optional<char32_t> takeHex4(std::string_view& escaped) {
   const std::string_view digits = escaped.substr(0, 4);
   unsigned unit = 0;
@@ -22,8 +22,8 @@ std::optional<char32_t> takeHex4(std::string_view& escaped) {
   return unit;
 }
 
-// The character of a \u escape whose "\u" has been taken. A surrogate names a character only as the
-// first of a pair; alone it is malformed.
+// The code point of a \u escape whose "\u" has been taken. A high surrogate must be followed by a
+// low one; a surrogate alone is malformed.
 std::optional<char32_t> takeUnicodeEscape(std::string_view& escaped) {
   const auto unit = takeHex4(escaped);
   if (!unit || *unit < 0xD800 || *unit > 0xDFFF) {
@@ -60,7 +60,7 @@ char* putUtf8(char* to, char32_t codePoint) {
   return to;
 }
 
-// What the letter of an escape other than \u stands for; NUL if it is none.
+// The character that the letter of an escape other than \u stands for; NUL for any other letter.
 constexpr std::array<char, 256> simpleEscapes = [] {
   std::array<char, 256> escapes{};
   escapes['"'] = '"';
@@ -90,7 +90,7 @@ char* unescapeOne(std::string_view& escaped, char* to) {
 }
 
 // Copies the plain characters at the front and returns their number. Whole words are copied, so
-// what lies behind is written to, but no further than the text is long.
+// bytes behind them are overwritten too, but no more than text.size() bytes in all.
 std::size_t copyPlain(std::string_view text, char* to) {
   std::size_t count = 0;
   for (; text.size() - count >= sizeof(scan::Word); count += sizeof(scan::Word)) {
@@ -109,7 +109,7 @@ std::size_t copyPlain(std::string_view text, char* to) {
 }  // namespace
 
 char* unescape(std::string_view escaped, char* to) {
-  // What stands for a character is never shorter than it, so the room behind `to` stays sufficient.
+  // An escape is never shorter than the UTF-8 of its character, so there is always room at `to`.
   while (to != nullptr && !escaped.empty()) {
     const std::size_t plain = copyPlain(escaped, to);
     to += plain;

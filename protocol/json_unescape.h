@@ -4,9 +4,9 @@
 
 namespace ferncrest {
 
-/// Writes the text of a JSON string, given the characters between its quotation marks, to `to`,
-/// where there must be room for as many. Returns the end of the text, or null if a character or an
-/// escape is malformed.
+/// Decodes what stands between the quotation marks of a JSON string and writes it to `to`, where
+/// there must be room for escaped.size() bytes. Returns the end of what was written, or null if
+/// there is a malformed escape or a control character.
 char* unescape(std::string_view escaped, char* to);
 
 }  // namespace ferncrest

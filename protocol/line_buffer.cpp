@@ -3,13 +3,14 @@
 #include <cstring>
 
 #include "platform/system.h"
-#include "text/trimmed.h"
+#include "text/characters.h"
 #include "text/utf8.h"
 
 namespace ferncrest {
 
 std::span<char> LineBuffer::room() {
-  // Moves no more bytes than were given out since the last move, so the cost stays linear.
+  // Moves no more bytes than have become lines since the last move, so all moves together take
+  // linear time.
   if (end_ - begin_ <= begin_) {
     moveToFront();
   }
@@ -72,8 +73,8 @@ std::optional<std::string_view> LineBuffer::nextRawLine() {
   return line;
 }
 
-// The line feed takes the place of a byte behind the text that was white space, or of the byte that
-// room() keeps free behind the input.
+// Writes the line feed over the byte behind the text: white space that was trimmed, or the byte
+// that room() keeps free behind the input.
 MessageLine LineBuffer::terminate(std::string_view text) {
   if (!isValidUtf8(text)) {
     repaired_ = repairedUtf8(text);

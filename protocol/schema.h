@@ -11,7 +11,7 @@
 #include "protocol/values.h"
 
 // The names that the protocol's types have in JSON. A record lists its fields in the order in which
-// they are read; a choice lists its cases in the order of its variant.
+// faults in them are reported; a choice lists its cases in the order of its variant.
 
 namespace ferncrest {
 

@@ -5,7 +5,7 @@
 #include <variant>
 #include <vector>
 
-// The values inside the envelopes' records. All texts are valid UTF-8 and may hold any character.
+// The values inside the envelopes' records. All strings are valid UTF-8 and can have any character.
 
 namespace ferncrest {
 
@@ -76,7 +76,7 @@ struct BridgeOutboundMessage {
   std::string conversationId;
   std::string text;
   std::optional<std::string> replyToMessageId;
-  std::optional<std::vector<BridgeAttachment>> attachments;  ///< none and empty are different
+  std::optional<std::vector<BridgeAttachment>> attachments;  ///< absent is not the same as empty
   bool operator==(const BridgeOutboundMessage&) const = default;
 };
 

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <optional>
 #include <string>
 
-#include "platform/environment.h"
-#include "protocol/values.h"
+#include "platform/failure.h"
+#include "platform/process.h"
+#include "stub/stub_bridge.h"
 
 namespace ferncrest {
 
@@ -14,11 +14,13 @@ struct BridgeService {
   std::string platform;
   /// The process environment, from which backend settings are taken.
   Environment environment;
-  std::string bridgeVersion = "managed-process-3";
-  BridgeConnectionState connectionState = BridgeDisconnectedState{};
-  std::string accountDisplayName = "Ferncrest Managed Bridge (stub)";
-  /// Why delegation to a backend failed, as text for the host; none when it has not.
-  std::optional<std::string> fallbackReason = std::nullopt;
+  /// What answers while there is no backend; its platform is the same, repaired to valid UTF-8.
+  StubBridge stub;
 };
+
+/// Serves the host on the standard streams until its input ends: through a backend if one is found,
+/// else or after that fails as the stub. Fails when the stub cannot write to standard output. To be
+/// called once a process.
+[[nodiscard]] Outcome run(BridgeService& service);
 
 }  // namespace ferncrest

@@ -4,14 +4,13 @@
 #include <utility>
 #include <vector>
 
-#include "platform/environment.h"
 #include "platform/failure.h"
-#include "platform/standard_streams.h"
+#include "platform/fd.h"
+#include "platform/process.h"
 #include "service/bridge_service.h"
-#include "service/launch_authorization.h"
 #include "service/output.h"
-#include "service/platform_argument.h"
-#include "service/run.h"
+#include "service/start_up.h"
+#include "text/utf8.h"
 
 namespace ferncrest {
 
@@ -32,13 +31,16 @@ int serve(const std::vector<std::string>& arguments) {
     writeDiagnostic("This component must be launched by Ferncrest.\n");
     return exitNotAuthorized;
   }
-  BridgeService service{.platform = platformArgument(arguments),
-                        .environment = std::move(environment)};
+  const std::string platform = platformArgument(arguments);
+  // The host must be able to read the platform's name, and to send it back.
+  BridgeService service{.platform = platform,
+                        .environment = std::move(environment),
+                        .stub = {.platform = repairedUtf8(platform), .emit = emitEnvelope}};
   const Outcome served = run(service);
   return served ? exitServed : fail(served.error().description);
 }
 
-// Memory that runs out is the one failure that arrives as an exception.
+// Running out of memory is the only failure that arrives as an exception.
 int serveOrFail(const std::vector<std::string>& arguments) {
   try {
     return serve(arguments);

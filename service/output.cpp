@@ -6,9 +6,9 @@
 #include <chrono>
 #include <cstddef>
 
+#include "platform/fd.h"
 #include "platform/io.h"
 #include "platform/output_stream.h"
-#include "platform/standard_streams.h"
 #include "protocol/coding.h"
 
 namespace ferncrest {

@@ -5,17 +5,17 @@
 #include "platform/failure.h"
 #include "protocol/envelope.h"
 
-// The service's two output channels: events for the host, diagnostics for people.
+// The writers of the two output streams: events for the host, diagnostics for people.
 
 namespace ferncrest {
 
-/// Writes the envelope's whole line to standard output, waiting for the host as long as it takes,
-/// or returns why that failed.
+/// Writes the envelope's line to standard output, however long the host takes to read it. Fails
+/// with the error text of the operating system.
 [[nodiscard]] Outcome emitEnvelope(const BridgeEnvelope& envelope);
 
-/// Writes `text` unchanged to standard error, line feed and prefix included. A failure is
-/// swallowed. A host that does not read its diagnostics holds up the service for a second at the
-/// most, and loses the text as a whole.
+/// Writes `text` unchanged to standard error; the caller adds prefix and line feed. A failure is
+/// ignored. Waits at most a second for a host that does not read its diagnostics, then drops what
+/// is left of the text. A pipe gets no part of a text before it has room for the whole.
 void writeDiagnostic(std::string_view text);
 
 }  // namespace ferncrest

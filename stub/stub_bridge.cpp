@@ -9,21 +9,20 @@ namespace ferncrest {
 
 namespace {
 
-Outcome reportState(const StubBridge& stub) {
+Outcome reportState(StubBridge& stub) {
   return stub.emit(
       BridgeEnvelope(std::in_place_type<BridgeStateChangedEvent>, stub.connectionState));
 }
 
-Outcome emitMessage(const StubBridge& stub,
-                    std::expected<BridgeInboundMessageEvent, Failure> message) {
+Outcome emitMessage(StubBridge& stub, std::expected<BridgeInboundMessageEvent, Failure> message) {
   if (!message) {
     return std::unexpected(std::move(message.error()));
   }
   return stub.emit(BridgeEnvelope(std::in_place_type<BridgeInboundEvent>, std::move(*message)));
 }
 
-// Builds the sentence around the title, which may be large.
-Outcome reportScopeUnavailable(const StubBridge& stub, std::string title) {
+// The sentence is built in the title's own string, which may be large.
+Outcome reportScopeUnavailable(StubBridge& stub, std::string title) {
   if (stub.fallbackReason) {
     title.insert(0, "Managed bridge backend is unavailable for '");
     title.append("': ").append(*stub.fallbackReason);
@@ -34,49 +33,48 @@ Outcome reportScopeUnavailable(const StubBridge& stub, std::string title) {
   return stub.emit(BridgeErrorEvent{std::move(title)});
 }
 
-Outcome listenTo(const StubBridge& stub, BridgeTestOnlyScope& scope) {
+Outcome listenTo(StubBridge& stub, BridgeTestOnlyScope& scope) {
   return emitMessage(stub, makeSelfTestMessage(stub.random, std::move(scope.title)));
 }
 
-Outcome listenTo(const StubBridge& stub, BridgeThreadScope& scope) {
+Outcome listenTo(StubBridge& stub, BridgeThreadScope& scope) {
   return reportScopeUnavailable(stub, std::move(scope.title).value_or("Thread"));
 }
 
-Outcome listenTo(const StubBridge& stub, BridgeConversationScope& scope) {
+Outcome listenTo(StubBridge& stub, BridgeConversationScope& scope) {
   return reportScopeUnavailable(stub, std::move(scope.title));
 }
 
-Outcome listenTo(const StubBridge& stub, BridgeChannelScope& scope) {
+Outcome listenTo(StubBridge& stub, BridgeChannelScope& scope) {
   return reportScopeUnavailable(stub, std::move(scope.title));
 }
 
 }  // namespace
 
-Outcome announce(const StubBridge& stub) {
-  const Outcome greeted =
-      stub.emit(BridgeHello{std::string(stub.platform), std::string(stub.bridgeVersion)});
+Outcome announce(StubBridge& stub) {
+  const Outcome greeted = stub.emit(BridgeHello{stub.platform, stub.bridgeVersion});
   return greeted ? reportState(stub) : greeted;
 }
 
-Outcome handleConnect(const StubBridge& stub) {
+Outcome handleConnect(StubBridge& stub) {
   stub.connectionState = BridgeConnectingState{};
   if (const Outcome reported = reportState(stub); !reported) {
     return reported;
   }
-  stub.connectionState = BridgeConnectedState{std::string(stub.accountDisplayName)};
+  stub.connectionState = BridgeConnectedState{stub.accountDisplayName};
   return reportState(stub);
 }
 
-Outcome handleDisconnect(const StubBridge& stub) {
+Outcome handleDisconnect(StubBridge& stub) {
   stub.connectionState = BridgeDisconnectedState{};
   return reportState(stub);
 }
 
-Outcome handleStartListening(const StubBridge& stub, BridgeScope scope) {
+Outcome handleStartListening(StubBridge& stub, BridgeScope scope) {
   return std::visit([&](auto& kind) { return listenTo(stub, kind); }, scope);
 }
 
-Outcome handleSendMessage(const StubBridge& stub, BridgeOutboundMessage message) {
+Outcome handleSendMessage(StubBridge& stub, BridgeOutboundMessage message) {
   return emitMessage(stub, makeEchoMessage(stub.random, std::move(message)));
 }
 

@@ -3,7 +3,6 @@
 #include <functional>
 #include <optional>
 #include <string>
-#include <string_view>
 
 #include "platform/failure.h"
 #include "platform/random.h"
@@ -14,27 +13,28 @@
 
 namespace ferncrest {
 
-/// Takes an envelope to the host, or tells why that failed.
+/// Writes an envelope to the host, or says why that failed.
 using EnvelopeSink = std::function<Outcome(const BridgeEnvelope&)>;
 
-/// The stub's view of the service: what it reports, the one state that it changes, and its way out.
-/// Everything is borrowed and must outlive the view.
+/// What the stub tells the host about itself, the connection state that its handlers change, and
+/// what they answer with.
 struct StubBridge {
-  std::string_view platform;
-  std::string_view bridgeVersion;
-  std::string_view accountDisplayName;
-  const std::optional<std::string>& fallbackReason;
-  BridgeConnectionState& connectionState;
-  RandomBytes& random;
-  const EnvelopeSink& emit;
+  std::string platform;  ///< valid UTF-8
+  std::string bridgeVersion = "managed-process-3";
+  std::string accountDisplayName = "Ferncrest Managed Bridge (stub)";
+  /// Why delegation to a backend failed, a sentence in valid UTF-8; none when it has not failed.
+  std::optional<std::string> fallbackReason = std::nullopt;
+  BridgeConnectionState connectionState = BridgeDisconnectedState{};
+  RandomBytes random = {};
+  EnvelopeSink emit;
 };
 
-/// Greets the host and reports the current state, before any request is read.
-[[nodiscard]] Outcome announce(const StubBridge& stub);
+/// Emits `hello` and the current state. To be called before any request is answered.
+[[nodiscard]] Outcome announce(StubBridge& stub);
 
-[[nodiscard]] Outcome handleConnect(const StubBridge& stub);
-[[nodiscard]] Outcome handleDisconnect(const StubBridge& stub);
-[[nodiscard]] Outcome handleStartListening(const StubBridge& stub, BridgeScope scope);
-[[nodiscard]] Outcome handleSendMessage(const StubBridge& stub, BridgeOutboundMessage message);
+[[nodiscard]] Outcome handleConnect(StubBridge& stub);
+[[nodiscard]] Outcome handleDisconnect(StubBridge& stub);
+[[nodiscard]] Outcome handleStartListening(StubBridge& stub, BridgeScope scope);
+[[nodiscard]] Outcome handleSendMessage(StubBridge& stub, BridgeOutboundMessage message);
 
 }  // namespace ferncrest

@@ -11,12 +11,11 @@
 #include <utility>
 #include <vector>
 
-#include "backend/backend_location.h"
 #include "backend/launch_configuration.h"
-#include "platform/environment.h"
-#include "platform/paths.h"
+#include "platform/files.h"
+#include "platform/process.h"
 #include "process.h"
-#include "service/launch_authorization.h"
+#include "service/start_up.h"
 
 // Whether the service may start, where a backend is looked for and what it is started with.
 

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "text/trimmed.h"
+#include "text/characters.h"
 #include "text/utf8.h"
 
 namespace ferncrest::testing {

@@ -8,8 +8,8 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/environment.h"
 #include "platform/fd.h"
+#include "platform/process.h"
 
 namespace ferncrest::testing {
 

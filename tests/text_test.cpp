@@ -6,8 +6,7 @@
 #include <vector>
 
 #include "text/canonical.h"
-#include "text/graphemes.h"
-#include "text/trimmed.h"
+#include "text/characters.h"
 #include "text/utf8.h"
 
 namespace ferncrest::testing {

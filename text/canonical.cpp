@@ -34,7 +34,7 @@ void appendDecomposition(std::u32string& text, char32_t codePoint) {
   }
 }
 
-// A mark with what its place among its neighbours depends on, most important first.
+// A combining mark. Comparing the members in this order gives the canonical order.
 struct Mark {
   int combiningClass;
   std::size_t position;
@@ -42,7 +42,8 @@ struct Mark {
   auto operator<=>(const Mark&) const = default;
 };
 
-// Sorting each run of marks stays fast on the long runs that a hostile text may hold.
+// Sorts each run of marks, because exchanging neighbours would take quadratic time on the long runs
+// that a hostile text may have.
 void orderMarks(std::u32string& text) {
   std::vector<Mark> run;
   for (std::size_t index = 0; index <= text.size(); ++index) {

@@ -4,8 +4,8 @@
 
 namespace ferncrest {
 
-/// Whether two texts are equal as Unicode counts: byte for byte, or by canonical equivalence when
-/// both are valid UTF-8. Takes time of order n log n at the worst.
+/// Whether two texts are the same bytes or, when both are valid UTF-8, canonically equivalent (the
+/// same after Unicode decomposition). Takes O(n log n) at worst.
 bool canonicallyEqual(std::string_view left, std::string_view right);
 
 }  // namespace ferncrest

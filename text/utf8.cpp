@@ -45,8 +45,8 @@ constexpr Utf8Step illFormed(std::size_t length) {
 constexpr std::size_t wordSize = sizeof(std::uint64_t);
 constexpr std::size_t blockSize = 8 * wordSize;
 
-// Whether so many bytes from `bytes` on are ASCII. Without an early exit the compiler makes vector
-// code of it.
+// Whether the first `size` bytes are ASCII. There is no early exit, so that the compiler can use
+// vector instructions.
 template <std::size_t size>
 bool isAsciiBlock(const char* bytes) {
   std::uint64_t bits = 0;
@@ -58,7 +58,8 @@ bool isAsciiBlock(const char* bytes) {
   return (bits & 0x8080808080808080U) == 0;
 }
 
-// How many bytes at the front are ASCII, at times a few too low when others follow.
+// The number of ASCII bytes at the front. It can be too low by up to seven, because whole words are
+// looked at.
 std::size_t asciiPrefixLength(std::string_view bytes) {
   const char* const begin = bytes.data();
   std::size_t length = 0;
@@ -68,7 +69,8 @@ std::size_t asciiPrefixLength(std::string_view bytes) {
   while (length + wordSize <= bytes.size() && isAsciiBlock<wordSize>(begin + length)) {
     length += wordSize;
   }
-  // What is left of the last word is looked at together with bytes before it.
+  // The last bytes are less than a word: look at the word that ends with them. Its other bytes are
+  // known to be ASCII.
   const bool isLastWord = length > 0 && length + wordSize > bytes.size();
   return isLastWord && isAsciiBlock<wordSize>(begin + bytes.size() - wordSize) ? bytes.size()
                                                                                : length;

@@ -10,12 +10,11 @@
 #include <variant>
 
 #include "examples/backend/message_count.h"
-#include "platform/environment.h"
+#include "platform/fd.h"
 #include "platform/io.h"
-#include "platform/standard_streams.h"
+#include "platform/process.h"
 #include "protocol/coding.h"
 #include "protocol/line_buffer.h"
-#include "text/canonical.h"
 #include "text/utf8.h"
 
 namespace ferncrest {
@@ -107,25 +106,16 @@ Outcome answer(Backend& backend, const BridgeSendMessageRequest& request) {
                  {request.message.conversationId, "Example echo"}, "echo: " + request.message.text);
 }
 
-template <typename Record>
-concept Answered = requires(Backend& backend, const Record& record) { answer(backend, record); };
-
 // Ignores requests for another platform, and messages that need no answer.
 Outcome answerLine(Backend& backend, std::string_view text) {
-  const auto envelope = decodeEnvelope(text);
+  auto envelope = decodeEnvelope(text);
   if (!envelope) {
     return emit(BridgeErrorEvent{std::string(envelope.error().description())});
   }
-  return std::visit(
-      [&]<typename Record>(const Record& record) -> Outcome {
-        if constexpr (Answered<Record>) {
-          if (canonicallyEqual(record.platform, backend.platform)) {
-            return answer(backend, record);
-          }
-        }
-        return {};
-      },
-      *envelope);
+  return answerRequest(*envelope, backend.platform,
+                       [&](const auto& request) -> decltype(answer(backend, request)) {
+                         return answer(backend, request);
+                       });
 }
 
 Outcome answerLines(Backend& backend, LineBuffer& requests) {

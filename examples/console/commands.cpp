@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "examples/console/attachment.h"
-#include "text/trimmed.h"
+#include "text/characters.h"
 
 namespace ferncrest {
 

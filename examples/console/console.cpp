@@ -12,9 +12,9 @@
 #include <variant>
 
 #include "examples/console/signal_pipe.h"
-#include "platform/environment.h"
+#include "platform/fd.h"
 #include "platform/io.h"
-#include "platform/standard_streams.h"
+#include "platform/process.h"
 #include "protocol/coding.h"
 #include "text/utf8.h"
 

@@ -7,9 +7,9 @@
 #include <cstdlib>
 #include <utility>
 
-#include "platform/environment.h"
 #include "platform/fd.h"
 #include "platform/io.h"
+#include "platform/process.h"
 #include "platform/random.h"
 
 namespace ferncrest {

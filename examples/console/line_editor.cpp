@@ -9,8 +9,8 @@
 #include <cstdio>
 #include <cwchar>
 
+#include "platform/fd.h"
 #include "platform/io.h"
-#include "platform/standard_streams.h"
 #include "text/utf8.h"
 
 namespace ferncrest {

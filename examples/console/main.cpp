@@ -19,8 +19,8 @@
 #include "examples/console/options.h"
 #include "examples/console/service_process.h"
 #include "examples/console/signal_pipe.h"
-#include "platform/environment.h"
-#include "platform/standard_streams.h"
+#include "platform/fd.h"
+#include "platform/process.h"
 
 namespace ferncrest {
 

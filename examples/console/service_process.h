@@ -7,9 +7,9 @@
 #include <optional>
 #include <string>
 
-#include "platform/environment.h"
 #include "platform/failure.h"
 #include "platform/fd.h"
+#include "platform/process.h"
 
 namespace ferncrest {
 

@@ -1,14 +1,13 @@
-#include "service/launch_authorization.h"
+#include "service/start_up.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
-#include <string>
 #include <string_view>
 
 #include "platform/files.h"
 #include "text/canonical.h"
-#include "text/graphemes.h"
-#include "text/trimmed.h"
+#include "text/characters.h"
 #include "text/utf8.h"
 
 namespace ferncrest {
@@ -24,6 +23,12 @@ bool isLaunchAuthorized(const Environment& environment) {
   }
   const auto content = readFileOrPipe(std::string(path), largestTokenFile, writerPatience);
   return content && isValidUtf8(*content) && canonicallyEqual(trimmed(*content), token);
+}
+
+std::string platformArgument(const std::vector<std::string>& arguments) {
+  const auto option = std::ranges::find(arguments, "--platform");
+  const bool hasValue = arguments.end() - option > 1;
+  return hasValue ? *(option + 1) : "whatsapp";
 }
 
 }  // namespace ferncrest

@@ -1,9 +1,8 @@
-#include "text/trimmed.h"
+#include "text/characters.h"
 
 #include <utf8proc.h>
 
 #include <algorithm>
-#include <cstddef>
 
 #include "text/utf8.h"
 
@@ -15,7 +14,7 @@ bool isAsciiWhiteSpace(char byte) {
   return byte == ' ' || (byte >= '\t' && byte <= '\r');
 }
 
-// What most texts begin and end with.
+// Most texts begin and end with such a byte, and then nothing is to be trimmed.
 bool isAsciiGraphic(char byte) {
   return byte > ' ' && byte <= '~';
 }
@@ -40,7 +39,7 @@ bool isContinuation(char byte) {
   return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80;
 }
 
-// The step that ends where `bytes` end, or an ill-formed one when no character does.
+// The last character of `bytes`, or an ill-formed step when they do not end with a whole one.
 Utf8Step lastStep(std::string_view bytes) {
   constexpr std::size_t longest = 4;
   const std::size_t furthest = std::min(longest, bytes.size());
@@ -74,6 +73,25 @@ std::string_view trimmed(std::string_view text) {
     text.remove_suffix(step.length);
   }
   return text;
+}
+
+std::size_t graphemeCount(std::string_view text) {
+  if (isAscii(text) && !text.contains('\r')) {
+    return text.size();  // CR LF counts as one character
+  }
+  std::size_t count = 0;
+  utf8proc_int32_t previous = -1;
+  utf8proc_int32_t state = 0;
+  while (!text.empty()) {
+    const Utf8Step step = utf8StepAt(text);
+    const auto current = static_cast<utf8proc_int32_t>(step.codePoint);
+    if (previous < 0 || utf8proc_grapheme_break_stateful(previous, current, &state)) {
+      ++count;
+    }
+    previous = current;
+    text.remove_prefix(step.length);
+  }
+  return count;
 }
 
 }  // namespace ferncrest

@@ -1,20 +1,23 @@
+#include "platform/process.h"
+
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
 #include <utility>
 
-#include "platform/child_process.h"
-#include "platform/pipe.h"
-#include "platform/standard_streams.h"
 #include "platform/system.h"
+
+extern char** environ;  // NOLINT(readability-redundant-declaration): macOS headers have none
 
 namespace ferncrest {
 
 namespace {
 
-// The three pipes, each with the child's end and ours.
+// The three pipes of a child's standard streams, with both ends.
 struct StreamPipes {
   Pipe input;
   Pipe output;
@@ -33,7 +36,7 @@ std::expected<StreamPipes, Failure> makeStreamPipes() {
   return pipes;
 }
 
-// What a launch is told besides program, arguments and environment.
+// The file actions and attributes of posix_spawn.
 class SpawnSettings {
  public:
   SpawnSettings() {
@@ -48,27 +51,31 @@ class SpawnSettings {
   }
 
   // 0, or the errno value of the first setting that could not be made.
-  int prepare(const StreamPipes& pipes) {
-    short flags = POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK;
-    int error = connect(pipes.input.readEnd, standardInput);
-    error = error != 0 ? error : connect(pipes.output.writeEnd, standardOutput);
-    error = error != 0 ? error : connect(pipes.errors.writeEnd, standardError);
+  int prepare(const ChildStreams& streams, bool leadsGroup) {
+    // The group in new attributes is 0, which makes the child the leader of a new one.
+    const short group = leadsGroup ? POSIX_SPAWN_SETPGROUP : 0;
+    auto flags = static_cast<short>(POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK | group);
+    int error = connect(streams.input, standardInput);
+    error = error != 0 ? error : connect(streams.output, standardOutput);
+    error = error != 0 ? error : connect(streams.errors, standardError);
     error = error != 0 ? error : keepOnlyStandardStreams(actions_, flags);
     error = error != 0 ? error : resetSignals();
     return error != 0 ? error : ::posix_spawnattr_setflags(&attributes_, flags);
   }
 
-  int spawn(pid_t& pid, const char* executable, char* const* arguments, char* const* environment) {
-    return ::posix_spawn(&pid, executable, &actions_, &attributes_, arguments, environment);
+  int spawn(pid_t& pid, const ChildLaunch& launch, char* const* arguments,
+            char* const* environment) {
+    const auto start = launch.searchesPath ? ::posix_spawnp : ::posix_spawn;
+    return start(&pid, launch.executable.c_str(), &actions_, &attributes_, arguments, environment);
   }
 
  private:
-  int connect(const Fd& pipeEnd, int stream) {
-    return ::posix_spawn_file_actions_adddup2(&actions_, pipeEnd.get(), stream);
+  int connect(int fd, int stream) {
+    return ::posix_spawn_file_actions_adddup2(&actions_, fd, stream);
   }
 
-  // A host may have ignored or blocked anything; the backend must not inherit that, nor our
-  // SIGPIPE.
+  // Our parent may have ignored or blocked any signal, and we ignore SIGPIPE. A child would inherit
+  // that.
   int resetSignals() {
     sigset_t signals;
     sigfillset(&signals);
@@ -101,17 +108,59 @@ std::vector<std::string> entriesOf(const Environment& environment) {
   return entries;
 }
 
-// The new process's number, or the system's words.
-std::expected<pid_t, Failure> spawn(const ChildLaunch& launch, const StreamPipes& pipes) {
+}  // namespace
+
+Environment readEnvironment() {
+  Environment environment;
+  for (char** entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
+    const std::string_view text = *entry;
+    const std::size_t equals = text.find('=');
+    if (equals != std::string_view::npos && equals > 0) {
+      environment.emplace(text.substr(0, equals), text.substr(equals + 1));
+    }
+  }
+  return environment;
+}
+
+std::string_view valueOf(const Environment& environment, std::string_view name) {
+  const auto found = environment.find(name);
+  return found == environment.end() ? std::string_view() : std::string_view(found->second);
+}
+
+ChildProcess::ChildProcess(pid_t pid) : pid_(pid), exitWatch_(openExitWatch(pid)) {}
+
+std::optional<int> ChildProcess::reapIfEnded() {
+  int status = 0;
+  pid_t pid = 0;
+  do {
+    pid = ::waitpid(pid_, &status, WNOHANG);
+  } while (pid < 0 && errno == EINTR);
+  if (pid == 0) {
+    // The descriptor can be readable before the child can be reaped: by a moment, or for as long as
+    // a debugger holds the dead child. From here on waitpid has to be called at intervals.
+    exitWatch_.reset();
+    return std::nullopt;
+  }
+  if (pid != pid_) {
+    return -1;
+  }
+  return WIFEXITED(status) ? WEXITSTATUS(status) : WTERMSIG(status);
+}
+
+void ChildProcess::askToEnd() const {
+  ::kill(pid_, SIGTERM);
+}
+
+std::expected<pid_t, Failure> spawnChild(const ChildLaunch& launch, const ChildStreams& streams) {
   std::vector<std::string> arguments{launch.executable};
   arguments.insert(arguments.end(), launch.arguments.begin(), launch.arguments.end());
   std::vector<std::string> environment = entriesOf(launch.environment);
   SpawnSettings settings;
   pid_t pid = -1;
-  int error = settings.prepare(pipes);
+  int error = settings.prepare(streams, launch.leadsGroup);
   if (error == 0) {
-    error = settings.spawn(pid, launch.executable.c_str(), pointersTo(arguments).data(),
-                           pointersTo(environment).data());
+    error =
+        settings.spawn(pid, launch, pointersTo(arguments).data(), pointersTo(environment).data());
   }
   if (error != 0) {
     return std::unexpected(systemFailure(error));
@@ -119,20 +168,19 @@ std::expected<pid_t, Failure> spawn(const ChildLaunch& launch, const StreamPipes
   return pid;
 }
 
-}  // namespace
-
 std::expected<LaunchedChild, Failure> launchChild(const ChildLaunch& launch) {
-  // If the host left the ends of children ignored, the system would keep no exit status.
+  // With SIGCHLD ignored, the kernel reaps children itself and keeps no exit status.
   std::signal(SIGCHLD, SIG_DFL);
   auto pipes = makeStreamPipes();
   if (!pipes) {
     return std::unexpected(pipes.error());
   }
-  const auto pid = spawn(launch, *pipes);
+  const auto pid = spawnChild(launch, {pipes->input.readEnd.get(), pipes->output.writeEnd.get(),
+                                       pipes->errors.writeEnd.get()});
   if (!pid) {
     return std::unexpected(pid.error());
   }
-  // From here on nothing can fail: the child has an owner.
+  // Nothing from here on can fail, so a child that was started is always given back.
   for (const Fd* const end :
        {&pipes->input.writeEnd, &pipes->output.readEnd, &pipes->errors.readEnd}) {
     ::fcntl(end->get(), F_SETFL, O_NONBLOCK);

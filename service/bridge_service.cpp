@@ -1,0 +1,123 @@
+#include "service/bridge_service.h"
+
+#include <functional>
+#include <new>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "backend/conversation.h"
+#include "backend/launch_configuration.h"
+#include "backend/run_delegation.h"
+#include "platform/fd.h"
+#include "platform/files.h"
+#include "platform/io.h"
+#include "protocol/coding.h"
+#include "protocol/line_buffer.h"
+#include "stub/stub_bridge.h"
+#include "text/utf8.h"
+
+namespace ferncrest {
+
+namespace {
+
+// Gives the host's next line, waiting for it; nothing at the end of the input.
+using LineSource = std::function<std::optional<MessageLine>()>;
+
+Outcome answerLine(StubBridge& stub, std::string_view text) {
+  auto envelope = decodeEnvelope(text);
+  if (!envelope) {
+    return std::unexpected(Failure{std::string(envelope.error().description())});
+  }
+  return answerRequest(
+      *envelope, stub.platform, [&](BridgeConnectRequest&) { return handleConnect(stub); },
+      [&](BridgeDisconnectRequest&) { return handleDisconnect(stub); },
+      [&](BridgeStartListeningRequest& request) {
+        return handleStartListening(stub, std::move(request.scope));
+      },
+      [&](BridgeSendMessageRequest& request) {
+        return handleSendMessage(stub, std::move(request.message));
+      });
+}
+
+// Serves the host without a backend. Fails when an envelope cannot be written to standard output.
+Outcome runStub(StubBridge& stub, const LineSource& nextLine) {
+  if (Outcome announced = announce(stub); !announced) {
+    return announced;
+  }
+  while (const auto line = nextLine()) {
+    if (Outcome answered = answerLine(stub, line->text()); !answered) {
+      if (Outcome told = stub.emit(BridgeErrorEvent{std::move(answered.error().description)});
+          !told) {
+        return told;
+      }
+    }
+  }
+  return {};
+}
+
+// The host's next line when there is no backend, so that nothing else has to be waited for.
+std::optional<MessageLine> readLine(LineBuffer& input) {
+  for (;;) {
+    if (const auto line = input.next()) {
+      return line;
+    }
+    if (input.hasEnded()) {
+      return std::nullopt;
+    }
+    if (input.holdsSpareMemory() && !isReadable(standardInput)) {
+      input.releaseSpareMemory();
+    }
+    input.add(readSome(standardInput, input.room()).value_or(0));
+  }
+}
+
+void fallBack(BridgeService& service, const std::string& executable, const Failure& failure,
+              Conversation& host) {
+  std::string reason =
+      "Delegated backend launch failed at " + executable + ": " + failure.description;
+  // The path in it is bytes; the reason goes into JSON.
+  reason = repairedUtf8(reason);
+  host.appendDiagnostics("[BridgeService] " + reason + "\n");
+  service.stub.accountDisplayName = "Ferncrest Managed Bridge (stub fallback)";
+  service.stub.fallbackReason = std::move(reason);
+  host.look();
+}
+
+Outcome delegateOrFallBack(BridgeService& service, const std::string& executable,
+                           Conversation& host) {
+  Outcome delegated = runDelegation(executable, service.platform, service.environment, host);
+  if (delegated) {
+    return delegated;
+  }
+  fallBack(service, executable, delegated.error(), host);
+  return runStub(service.stub, [&host] { return host.nextLine(); });
+}
+
+Outcome serveWithBackend(BridgeService& service, const std::string& executable) {
+  LineBuffer input;
+  Conversation host(input);
+  try {
+    Outcome served = delegateOrFallBack(service, executable, host);
+    host.finish();
+    return served;
+  } catch (const std::bad_alloc&) {
+    host.finish();
+    throw;  // ends the process
+  }
+}
+
+}  // namespace
+
+Outcome run(BridgeService& service) {
+  const auto executable =
+      locateBackendExecutable(service.platform, service.environment, currentDirectory());
+  if (executable) {
+    return serveWithBackend(service, *executable);
+  }
+  LineBuffer input;
+  return runStub(service.stub, [&input] { return readLine(input); });
+}
+
+}  // namespace ferncrest
