@@ -82,8 +82,8 @@ std::expected<void, Error> ManagedBridgeBackendProxy::sendRest(std::string_view 
     const std::ptrdiff_t count = writeSome(input.get(), bytes);
     if (count >= 0) {
       bytes.remove_prefix(static_cast<std::size_t>(count));
-      host_
-          .look();  // a backend that reads a long line fast would otherwise keep the relays waiting
+      // A backend that reads a long line fast would otherwise keep the relays waiting.
+      host_.look();
     } else if (count != -EAGAIN) {
       host_.waitForEnd(endNoticeDelay);
       return std::unexpected(
