@@ -27,7 +27,7 @@ void writeDiagnostic(std::string_view text) {
     const std::ptrdiff_t count = diagnostics.writeLine(text);
     if (count >= 0) {
       text.remove_prefix(static_cast<std::size_t>(count));
-    } else if (count == -EAGAIN) {
+    } else if (count == -EAGAIN || count == -EINTR) {
       ::poll(nullptr, 0, pauseMilliseconds);
     } else {
       return;
