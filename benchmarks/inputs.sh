@@ -14,6 +14,7 @@ launch_with_backend() {
 peers=benchmarks/peers
 backend=$binaries/benchmark_backend
 responder=$binaries/benchmark_constant_responder
+simdjson_responder=$binaries/benchmark_simdjson_responder
 relay=$binaries/benchmark_relay
 duplex_relay=$binaries/benchmark_duplex_relay
 splice_relay=$binaries/benchmark_splice_relay

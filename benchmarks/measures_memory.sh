@@ -13,6 +13,7 @@ idle_stub() {
   local options=(exchange --line "$workspace/connect")
   launch_as_stub
   program 'service' 1 "${options[@]}" --greeting 2 --lines 0 -- "$service"
+  program 'simdjson responder' 1 "${options[@]}" --greeting 2 --lines 0 -- "$simdjson_responder"
   program cat 1 "${options[@]}" -- cat
   peer socat socat 1 "${options[@]}" -- socat -u - -
   peer "$python3" python3 1 "${options[@]}" --greeting 2 --lines 0 -- "$python3" "$peers/stub.py"
@@ -46,6 +47,7 @@ requests() {
   few=$(amount 100000 5000)
   launch_as_stub
   program service 1 "${options[@]}" --greeting 2 --lines "$many" -- "$service"
+  program 'simdjson responder' 1 "${options[@]}" --greeting 2 --lines "$many" -- "$simdjson_responder"
   program 'cat, returning them' 1 "${options[@]}" --lines "$many" -- cat
   peer socat 'socat, returning them' 1 "${options[@]}" --lines "$many" -- socat -u - -
   peer "$python3" "python3, $few" 1 "${options[@]}" --greeting 2 --lines "$few" -- "$python3" "$peers/stub.py"
@@ -56,6 +58,7 @@ long_attachment() {
   local options=(exchange --greeting 2 --line "$workspace/long-attachment")
   launch_as_stub
   program service 1 "${options[@]}" -- "$service"
+  program 'simdjson responder' 1 "${options[@]}" -- "$simdjson_responder"
   peer "$python3" python3 1 "${options[@]}" -- "$python3" "$peers/stub.py"
   peer "$node" node 1 "${options[@]}" -- "$node" "$peers/stub.js"
 }

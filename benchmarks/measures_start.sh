@@ -8,6 +8,7 @@ start_to_hello() {
   options=(--runs "$runs" --)
   launch_as_stub
   program service 1 start-to-first-byte --first '{"hello"' "${options[@]}" "$service"
+  program 'simdjson responder' 1 start-to-first-byte --first '{"hello"' "${options[@]}" "$simdjson_responder"
   program '/bin/true, to its end' 1 start-to-end "${options[@]}" "$(type -P true)"
   program 'cat </dev/null, to its end' 1 start-to-end "${options[@]}" cat
   peer "$python3" python3 1 start-to-first-byte --runs 5 -- "$python3" "$peers/stub.py"
