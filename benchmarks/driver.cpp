@@ -34,7 +34,7 @@ void applyOption(Plan& plan, const std::string& name, const std::string& value) 
   const std::map<std::string, std::size_t*> numbers = {
       {"--watch", &plan.watched},   {"--greeting", &plan.greeting}, {"--lines", &plan.lines},
       {"--answers", &plan.answers}, {"--bytes", &plan.bytes},       {"--block", &plan.block},
-      {"--runs", &plan.runs}};
+      {"--runs", &plan.runs},       {"--events", &plan.events},     {"--percent", &plan.percent}};
   if (const auto number = numbers.find(name); number != numbers.end()) {
     *number->second = std::stoull(value);
   } else if (name == "--line") {

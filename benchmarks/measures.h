@@ -20,6 +20,8 @@ struct Plan {
   std::size_t bytes = 0;      ///< to receive
   std::size_t block = 65536;  ///< bytes in a write
   std::size_t runs = 1;       ///< how often to start the program
+  std::size_t events = 0;     ///< to receive
+  std::size_t percent = 50;   ///< which percentile to report
   std::string first;          ///< what the output must begin with
 };
 
@@ -35,8 +37,8 @@ Result receive(const Plan& plan);
 Result send(const Plan& plan);
 /// Sends the order, if there is one, and all lines without waiting, while reading the answers.
 Result answerInBulk(const Plan& plan);
-/// Sends the lines to the backend, which meanwhile writes events with the time: the median of how
-/// long an event takes to arrive.
+/// Sends the line to the backend without end, while the backend writes events that hold the time:
+/// the percentile `percent` of how long each of the `events` took to arrive.
 Result eventsInFlood(const Plan& plan);
 /// Sends each line after the one before it has been answered.
 Result exchange(const Plan& plan);

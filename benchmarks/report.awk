@@ -52,13 +52,18 @@ function rounded(value) {
   return sprintf((value >= 100 ? "%.1f" : (value >= 10 ? "%.2f" : "%.3f")), value)
 }
 
-function cells(where, name, reference,    middle, base, ratio, cpu) {
+# Empty if it was not measured.
+function cpu(where, name,    middle) {
+  middle = median(processor, where, name)
+  return unit == "MiB" || middle == 0 ? "" : rounded(middle)
+}
+
+function cells(where, name, reference,    middle, base, ratio) {
   if (!((where, name) in turns)) return sprintf("%10s %7s %8s %10s", "", "", "", "")
   middle = median(figures, where, name)
   base = ((where, reference) in turns) ? median(figures, where, reference) : 0
   ratio = base == 0 ? "" : sprintf("%.2f x", middle / base)
-  cpu = unit == "MiB" ? "" : rounded(median(processor, where, name))
-  return sprintf("%10s %6.1f%% %8s %10s", rounded(middle), 100 * spread(figures, where, name), ratio, cpu)
+  return sprintf("%10s %6.1f%% %8s %10s", rounded(middle), 100 * spread(figures, where, name), ratio, cpu(where, name))
 }
 
 # Splits a target: what is compared, how, the limit, and the reference if there is one.
