@@ -8,7 +8,7 @@ import sys
 from html import escape
 
 WIDTH, ROW, LEFT, TARGET = 860, 22, 470, 190
-UNITS = {"CPU": "us of CPU a MiB"}
+UNITS = {"CPU": "us of CPU a MiB", "instr.": "instructions"}
 
 rows, title = [], ""
 for line in sys.stdin:

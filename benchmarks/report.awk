@@ -7,7 +7,7 @@ function figure(amount, seconds, peak) {
   if (unit ~ /\/s$/) return amount / seconds
   if (unit == "us") return seconds / amount * 1e6
   if (unit == "ms") return seconds / amount * 1e3
-  return peak / 1024
+  return unit == "MiB" ? peak / 1024 : seconds / amount
 }
 
 $1 == "none" { reason[$2] = $3; remember($2); next }

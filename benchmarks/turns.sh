@@ -33,7 +33,7 @@ choose_processor() {
 }
 
 describe_turns() {
-  printf 'Medians of %s turns (memory: %s); the spread is between quartiles. Load at the start:%s\n' \
+  printf 'Medians of %s turns (memory: %s, instructions: 1); the spread is between quartiles.\nLoad at the start:%s\n' \
     "$turns" "$turns_for_memory" "$(uptime | sed 's/.*average[s]*://')"
 }
 
@@ -51,6 +51,29 @@ program() {
   fi
 }
 
+# count_instructions FILE COMMAND...: prints how many instructions the command, without its children,
+# takes in user mode for that input.
+count_instructions() {
+  ${prefix[@]+"${prefix[@]}"} valgrind --tool=callgrind --callgrind-out-file=/dev/null "${@:2}" \
+    <"$1" 2>&1 >/dev/null | sed -n 's/.*Collected : //p'
+}
+
+# instructions NAME LINES INPUT COMMAND...: counts them for the function INPUT with LINES lines and
+# with twice as many. The difference is that of LINES lines, without the start and the end.
+instructions() {
+  local name=$1 lines=$2 input=$3 once twice
+  shift 3
+  "$input" "$lines" >"$workspace/once"
+  "$input" $((2 * lines)) >"$workspace/twice"
+  once=$(count_instructions "$workspace/once" "$@")
+  twice=$(count_instructions "$workspace/twice" "$@")
+  if [ "$once" ] && [ "$twice" ]; then
+    printf '%s\t%s\t%s\t%s\t0\t0\n' "$where" "$name" "$lines" $((twice - once)) >>"$results"
+  else
+    printf 'none\t%s\tno result: valgrind did not count\n' "$name" >>"$results"
+  fi
+}
+
 # peer COMMAND NAME AMOUNT DRIVER-ARGUMENT...: the same if COMMAND is installed.
 peer() {
   if command -v "${1:-absent}" >/dev/null; then
@@ -60,24 +83,27 @@ peer() {
   fi
 }
 
-# places UNIT: whether to measure pinned, unpinned or both. Memory is the same in both.
+# places UNIT: whether to measure pinned, unpinned or both. Memory and instructions are the same in
+# both.
 places() {
   if [ "${#pinned[@]}" -eq 0 ]; then
     echo unpinned
-  elif [ "$quick" ] || [ "$1" = MiB ]; then
+  elif [ "$quick" ] || [ "$1" = MiB ] || [ "$1" = instr. ]; then
     echo pinned
   else
     echo pinned unpinned
   fi
 }
 
-# measure FUNCTION TITLE UNIT TARGET...: in each turn calls FUNCTION, which calls program and peer.
-# UNIT/s means units of AMOUNT per second, us or ms the time for one of them, MiB the peak memory.
+# measure FUNCTION TITLE UNIT TARGET...: in each turn calls FUNCTION, which calls program, peer or
+# instructions. UNIT/s means units of AMOUNT per second, us or ms the time for one of them, MiB the
+# peak memory, instr. the instructions for one of them.
 # A target is "figure|processor <=|>= NUMBER [REFERENCE]": with a reference, a ratio to it.
 measure() {
   local programs=$1 title=$2 unit=$3 turn most=$turns
   shift 3
   [ "$unit" != MiB ] || most=$turns_for_memory
+  [ "$unit" != instr. ] || most=1
   : >"$results"
   : >"$workspace/failed"
   for where in $(places "$unit"); do
@@ -87,6 +113,6 @@ measure() {
       "$programs"
     done
   done
-  printf 'target\t%s\n' "$@" >>"$results"
+  [ "$#" -eq 0 ] || printf 'target\t%s\n' "$@" >>"$results"
   awk -v title="$title" -v unit="$unit" -f benchmarks/report.awk "$results"
 }
