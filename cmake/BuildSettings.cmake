@@ -15,7 +15,9 @@ add_library(ferncrest_settings INTERFACE)
 target_compile_features(ferncrest_settings INTERFACE cxx_std_23)
 target_include_directories(ferncrest_settings INTERFACE "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>")
 target_compile_options(ferncrest_settings INTERFACE "$<BUILD_INTERFACE:-Wall;-Wextra;-Wpedantic>"
-  "$<BUILD_INTERFACE:-Wconversion;-Wshadow;-fstack-protector-strong>")
+  "$<BUILD_INTERFACE:-Wconversion;-Wshadow;-fstack-protector-strong>"
+  # Without it, g++ does not inline public functions, which a shared library could replace.
+  "$<BUILD_INTERFACE:-fno-semantic-interposition>")
 # Cheap run-time checks in the standard libraries of g++ and clang.
 target_compile_definitions(ferncrest_settings INTERFACE
   "$<BUILD_INTERFACE:_GLIBCXX_ASSERTIONS>"

@@ -17,6 +17,9 @@ std::string encodeEnvelope(const BridgeEnvelope& envelope);
 /// The same with its line feed: the bytes of one message on a stream.
 std::string encodeEnvelopeLine(const BridgeEnvelope& envelope);
 
+/// The same in place of what `line` held, whose memory is used again.
+void encodeEnvelopeLine(const BridgeEnvelope& envelope, std::string& line);
+
 /// The envelope in `text`, which must be valid UTF-8 and exactly one JSON value. Malformed JSON
 /// anywhere is reported before any other fault, and those in the fields' declared order.
 [[nodiscard]] std::expected<BridgeEnvelope, DecodingError> decodeEnvelope(std::string_view text);

@@ -1,8 +1,11 @@
+#include <algorithm>
 #include <array>
+#include <bitset>
 #include <cstddef>
 #include <expected>
-#include <memory>
+#include <forward_list>
 #include <optional>
+#include <span>
 #include <string>
 #include <utility>
 #include <variant>
@@ -17,260 +20,229 @@ namespace ferncrest {
 namespace {
 
 using Kind = JsonReader::Kind;
-// The result of decoding a value, null on success. A pointer, because it is returned on every
-// level.
-using Fault = std::unique_ptr<DecodingError>;
 
-Fault makeFault(DecodingError::Kind kind, std::string_view type, std::string description) {
-  return std::make_unique<DecodingError>(kind, type, std::vector<std::string>(),
-                                         std::move(description));
-}
+// The result of decoding a value: null on success, else a fault that the source owns.
+using Fault = DecodingError*;
+
+// The text, and the faults found in it.
+struct Source {
+  JsonReader reader;
+  std::forward_list<DecodingError> faults = {};
+
+  Fault fault(DecodingError::Kind kind, std::string_view type, std::string description) {
+    return &faults.emplace_front(kind, type, std::vector<std::string>(), std::move(description));
+  }
+};
 
 // Adds `key` to the front of the fault's path, since the fault is in the value under that key.
 Fault under(std::string_view key, Fault fault) {
-  if (fault) {
+  if (fault != nullptr) {
     fault->codingPath.emplace(fault->codingPath.begin(), key);
   }
   return fault;
 }
 
 // Skips a value that is not of the expected type, and gives the fault.
-Fault rejectValue(JsonReader& reader, std::string_view expectedType) {
-  const bool isNull = reader.peek() == Kind::null;
-  reader.skipValue();
+Fault rejectValue(Source& source, std::string_view expectedType) {
+  const bool isNull = source.reader.peek() == Kind::null;
+  source.reader.skipValue();
   const std::string description = "Expected " + std::string(expectedType);
   if (isNull) {
-    return makeFault(DecodingError::Kind::nullValue, expectedType, description + ", found null.");
+    return source.fault(DecodingError::Kind::nullValue, expectedType,
+                        description + ", found null.");
   }
-  return makeFault(DecodingError::Kind::typeMismatch, expectedType,
-                   description + ", found a value of another type.");
+  return source.fault(DecodingError::Kind::typeMismatch, expectedType,
+                      description + ", found a value of another type.");
 }
 
-Fault missingKey(std::string_view key, std::string_view type) {
-  return makeFault(DecodingError::Kind::missingKey, type,
-                   "No value found under the key \"" + std::string(key) + "\".");
-}
-
-Fault decode(JsonReader& reader, std::string& text) {
-  if (reader.peek() != Kind::string) {
-    return rejectValue(reader, "String");
+Fault decode(Source& source, std::string& text) {
+  if (source.reader.peek() != Kind::string) {
+    return rejectValue(source, "String");
   }
-  reader.readString(text);
+  source.reader.readString(text);
   return nullptr;
 }
 
-Fault decode(JsonReader& reader, bool& value) {
-  if (reader.peek() != Kind::boolean) {
-    return rejectValue(reader, "Bool");
+Fault decode(Source& source, bool& value) {
+  if (source.reader.peek() != Kind::boolean) {
+    return rejectValue(source, "Bool");
   }
-  value = reader.readBoolean();
+  value = source.reader.readBoolean();
   return nullptr;
 }
 
 template <typename Record>
-Fault decode(JsonReader& reader, Record& record);
+Fault decode(Source& source, Record& record);
 
 template <typename... Cases>
-Fault decode(JsonReader& reader, std::variant<Cases...>& choice);
+Fault decode(Source& source, std::variant<Cases...>& choice);
 
 template <typename Element>
-Fault decode(JsonReader& reader, std::vector<Element>& list) {
-  if (reader.peek() != Kind::array) {
-    return rejectValue(reader, "Array");
+Fault decode(Source& source, std::vector<Element>& list) {
+  if (source.reader.peek() != Kind::array) {
+    return rejectValue(source, "Array");
   }
-  Fault fault;
-  reader.enterArray();
-  while (reader.nextElement()) {
-    if (fault) {
-      reader.skipValue();
+  Fault fault = nullptr;
+  source.reader.enterArray();
+  while (source.reader.nextElement()) {
+    if (fault != nullptr) {
+      source.reader.skipValue();
       continue;
     }
-    const std::string index = std::to_string(list.size());
-    fault = under(index, decode(reader, list.emplace_back()));
+    fault = decode(source, list.emplace_back());
+    if (fault != nullptr) {
+      under(std::to_string(list.size() - 1), fault);
+    }
   }
   return fault;
 }
 
 template <typename Value>
-Fault decode(JsonReader& reader, std::optional<Value>& value) {
-  if (reader.peek() == Kind::null) {
-    reader.skipValue();
+Fault decode(Source& source, std::optional<Value>& value) {
+  if (source.reader.peek() == Kind::null) {
+    source.reader.skipValue();
     return nullptr;
   }
-  return decode(reader, value.emplace());
+  return decode(source, value.emplace());
 }
 
-template <typename Value>
-constexpr bool isOptional = false;
-template <typename Value>
-constexpr bool isOptional<std::optional<Value>> = true;
-
-// Reads a record's fields in the order of the text and then looks for faults in their declared
-// order, because the first fault in that order is the one to report.
-template <typename Record>
-class RecordDecoder {
- public:
-  RecordDecoder(JsonReader& reader, Record& record) : reader_(reader), record_(record) {}
-
-  Fault decodeFields() {
-    reader_.enterObject();
-    while (const auto key = reader_.nextKey()) {
-      if (!decodeFieldNamed(*key, everyField)) {
-        reader_.skipValue();
-      }
-    }
-    return judge(everyField);
-  }
-
- private:
-  static constexpr const auto& fields = Schema<Record>::fields;
-  static constexpr std::size_t fieldCount = std::tuple_size_v<decltype(Schema<Record>::fields)>;
-  static constexpr auto everyField = std::make_index_sequence<fieldCount>();
-
-  template <std::size_t... index>
-  bool decodeFieldNamed([[maybe_unused]] std::string_view key,
-                        std::index_sequence<index...> /*fields*/) {
-    return ((key == std::get<index>(fields).key && decodeField<index>()) || ...);
-  }
-
-  // False for a repeated key: the first one counts.
-  template <std::size_t index>
-  bool decodeField() {
-    if (std::exchange(found_[index], true)) {
-      return false;
-    }
-    constexpr auto& field = std::get<index>(fields);
-    Fault fault = decode(reader_, record_.*field.member);
-    if (fault != nullptr && index < faultyField_) {
-      faultyField_ = index;
-      fault_ = under(field.key, std::move(fault));
-    }
-    return true;
-  }
-
-  template <std::size_t... index>
-  Fault judge(std::index_sequence<index...> /*fields*/) {
-    Fault fault;
-    static_cast<void>((((fault = judgeField<index>()) == nullptr) && ...));
-    return fault;
-  }
-
-  template <std::size_t index>
-  Fault judgeField() {
-    constexpr auto& field = std::get<index>(fields);
-    if (faultyField_ == index) {
-      return std::move(fault_);
-    }
-    using Value = std::remove_reference_t<decltype(record_.*field.member)>;
-    if (!found_[index] && !isOptional<Value>) {
-      return missingKey(field.key, Schema<Record>::name);
-    }
-    return nullptr;
-  }
-
-  JsonReader& reader_;
-  Record& record_;
-  std::array<bool, fieldCount> found_{};
-  std::size_t faultyField_ = fieldCount;
-  Fault fault_;
+// How to decode one field of a record. Without the record's type, so that one function reads the
+// fields of all records.
+struct FieldReader {
+  std::string_view key;
+  bool mayBeAbsent;
+  Fault (*read)(Source&, void* record);
 };
 
-template <typename Record>
-Fault decode(JsonReader& reader, Record& record) {
-  if (reader.peek() != Kind::object) {
-    return rejectValue(reader, Schema<Record>::name);
-  }
-  return RecordDecoder<Record>(reader, record).decodeFields();
+template <typename Record, auto member>
+constexpr FieldReader fieldReader(Field<member> field) {
+  using Value = std::remove_cvref_t<decltype(std::declval<Record>().*member)>;
+  constexpr bool isOptional = requires(Value value) { value.has_value(); };
+  return {field.key, isOptional, [](Source& source, void* record) {
+            return decode(source, static_cast<Record*>(record)->*member);
+          }};
 }
 
-// Finds the one key that names a case, and decodes the value under it by calling `decodePayload`
-// with the index of the case.
-template <typename Choice, typename DecodePayload>
-Fault decodeChoice(JsonReader& reader, DecodePayload decodePayload) {
-  constexpr const auto& cases = Schema<Choice>::cases;
-  if (reader.peek() != Kind::object) {
-    return rejectValue(reader, Schema<Choice>::name);
-  }
-  std::array<bool, cases.size()> found{};
-  Fault payload;
-  reader.enterObject();
-  while (const auto key = reader.nextKey()) {
-    const auto index = static_cast<std::size_t>(std::ranges::find(cases, *key) - cases.begin());
-    const bool isFirst = std::ranges::find(found, true) == found.end();
-    if (index < cases.size()) {
-      found.at(index) = true;
-    }
-    if (index == cases.size() || !isFirst) {
-      reader.skipValue();
+template <typename Record>
+constexpr auto fieldReaders = std::apply(
+    [](auto... field) {
+      return std::array<FieldReader, sizeof...(field)>{fieldReader<Record>(field)...};
+    },
+    Schema<Record>::fields);
+
+constexpr std::size_t mostFields = 16;
+
+// Reads the fields in the order of the text, but reports the first fault in their declared order.
+Fault decodeFields(Source& source, void* record, std::span<const FieldReader> fields,
+                   std::string_view type) {
+  std::bitset<mostFields> found;
+  std::size_t faultyField = fields.size();
+  Fault firstFault = nullptr;
+  source.reader.enterObject();
+  while (const auto key = source.reader.nextKey()) {
+    const auto field = std::ranges::find(fields, *key, &FieldReader::key);
+    const auto index = static_cast<std::size_t>(field - fields.begin());
+    // The first of two equal keys counts.
+    if (index == fields.size() || found[index]) {
+      source.reader.skipValue();
       continue;
     }
-    payload = under(cases.at(index), decodePayload(index));
+    found[index] = true;
+    const Fault fault = field->read(source, record);
+    if (fault != nullptr && index < faultyField) {
+      faultyField = index;
+      firstFault = under(field->key, fault);
+    }
   }
-  if (std::ranges::count(found, true) != 1) {
-    return makeFault(DecodingError::Kind::typeMismatch, Schema<Choice>::name,
-                     "Invalid number of keys found, expected one.");
+  for (std::size_t index = 0; index < faultyField; ++index) {
+    if (!found[index] && !fields[index].mayBeAbsent) {
+      return source.fault(
+          DecodingError::Kind::missingKey, type,
+          "No value found under the key \"" + std::string(fields[index].key) + "\".");
+    }
   }
-  return payload;
+  return firstFault;
 }
 
-// Calls `use` with a fresh value of the variant's alternative `index`, placed in `choice`.
-template <typename... Cases, typename Use>
-Fault withCase(std::variant<Cases...>& choice, std::size_t index, Use use) {
-  Fault fault;
-  [&]<std::size_t... candidate>(std::index_sequence<candidate...>) {
-    static_cast<void>(
-        ((candidate == index && (fault = use(choice.template emplace<candidate>()), true)) || ...));
-  }(std::index_sequence_for<Cases...>());
-  return fault;
-}
-
-template <typename... Cases>
-Fault decode(JsonReader& reader, std::variant<Cases...>& choice) {
-  return decodeChoice<std::variant<Cases...>>(reader, [&](std::size_t index) {
-    return withCase(choice, index, [&](auto& payload) { return decode(reader, payload); });
-  });
+template <typename Record>
+Fault decode(Source& source, Record& record) {
+  static_assert(fieldReaders<Record>.size() <= mostFields);
+  if (source.reader.peek() != Kind::object) {
+    return rejectValue(source, Schema<Record>::name);
+  }
+  return decodeFields(source, &record, fieldReaders<Record>, Schema<Record>::name);
 }
 
 // The record of an envelope stands one level deeper, under a key of its own.
 template <typename Record>
-Fault decodeUnderPayloadKey(JsonReader& reader, Record& record) {
-  if (reader.peek() != Kind::object) {
-    return rejectValue(reader, "Object");
+Fault decodeUnderPayloadKey(Source& source, Record& record) {
+  constexpr auto read = [](Source& from, void* to) {
+    return decode(from, *static_cast<Record*>(to));
+  };
+  static constexpr std::array payload{FieldReader{payloadKey, false, read}};
+  if (source.reader.peek() != Kind::object) {
+    return rejectValue(source, "Object");
   }
-  bool found = false;
-  Fault fault;
-  reader.enterObject();
-  while (const auto key = reader.nextKey()) {
-    if (*key != payloadKey || std::exchange(found, true)) {
-      reader.skipValue();
-      continue;
-    }
-    fault = under(payloadKey, decode(reader, record));
-  }
-  if (!found) {
-    return missingKey(payloadKey, Schema<Record>::name);
-  }
-  return fault;
+  return decodeFields(source, &record, payload, Schema<Record>::name);
 }
 
-Fault decode(JsonReader& reader, BridgeEnvelope& envelope) {
-  return decodeChoice<BridgeEnvelope>(reader, [&](std::size_t index) {
-    return withCase(envelope, index,
-                    [&](auto& record) { return decodeUnderPayloadKey(reader, record); });
-  });
+template <typename Choice, std::size_t index>
+Fault decodeCase(Source& source, Choice& choice) {
+  auto& payload = choice.template emplace<index>();
+  if constexpr (std::is_same_v<Choice, BridgeEnvelope>) {
+    return decodeUnderPayloadKey(source, payload);
+  } else {
+    return decode(source, payload);
+  }
+}
+
+template <typename Choice, std::size_t... index>
+constexpr auto makeCaseReaders(std::index_sequence<index...> /*cases*/) {
+  return std::array{&decodeCase<Choice, index>...};
+}
+
+// An object in which exactly one key names a case; the value under it is the case's.
+template <typename... Cases>
+Fault decode(Source& source, std::variant<Cases...>& choice) {
+  using Choice = std::variant<Cases...>;
+  constexpr const auto& cases = Schema<Choice>::cases;
+  static constexpr auto caseReaders = makeCaseReaders<Choice>(std::index_sequence_for<Cases...>());
+  if (source.reader.peek() != Kind::object) {
+    return rejectValue(source, Schema<Choice>::name);
+  }
+  std::size_t held = cases.size();
+  bool isAmbiguous = false;
+  Fault payload = nullptr;
+  source.reader.enterObject();
+  while (const auto key = source.reader.nextKey()) {
+    const auto index = static_cast<std::size_t>(std::ranges::find(cases, *key) - cases.begin());
+    if (index == cases.size() || held != cases.size()) {
+      isAmbiguous = isAmbiguous || (index != cases.size() && index != held);
+      source.reader.skipValue();
+      continue;
+    }
+    held = index;
+    payload = under(cases[index], caseReaders[index](source, choice));
+  }
+  if (held == cases.size() || isAmbiguous) {
+    return source.fault(DecodingError::Kind::typeMismatch, Schema<Choice>::name,
+                        "Invalid number of keys found, expected one.");
+  }
+  return payload;
 }
 
 }  // namespace
 
 std::expected<BridgeEnvelope, DecodingError> decodeEnvelope(std::string_view text) {
-  JsonReader reader(text);
-  std::expected<BridgeEnvelope, DecodingError> envelope;
-  Fault fault = decode(reader, *envelope);
-  if (!reader.finish()) {
-    fault = makeFault(DecodingError::Kind::invalidJson, Schema<BridgeEnvelope>::name,
-                      "The text is not one well-formed JSON value.");
+  Source source{JsonReader(text)};
+  // With a case named, since otherwise all of its memory would be cleared first.
+  std::expected<BridgeEnvelope, DecodingError> envelope(std::in_place, std::in_place_index<0>);
+  Fault fault = decode(source, *envelope);
+  if (!source.reader.finish()) {
+    fault = source.fault(DecodingError::Kind::invalidJson, Schema<BridgeEnvelope>::name,
+                         "The text is not one well-formed JSON value.");
   }
-  if (fault) {
+  if (fault != nullptr) {
     envelope = std::unexpected(std::move(*fault));
   }
   return envelope;

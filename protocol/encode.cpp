@@ -1,6 +1,8 @@
+#include <array>
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -51,19 +53,19 @@ Output encode(Output output, const std::vector<Element>& list) {
 // Every member, like every element of an array, begins with a comma. enclose() overwrites the first
 // one.
 template <typename Output>
-Output putKey(Output output, std::string_view key) {
+[[gnu::always_inline]] inline Output putKey(Output output, std::string_view key) {
   output.put(",\"");
   output.put(key);
   output.put("\":");
   return output;
 }
 
+// An absent value leaves no key.
 template <typename Output, typename Value>
 Output encodeField(Output output, std::string_view key, const Value& value) {
   return encode(putKey(output, key), value);
 }
 
-// An absent value leaves no key.
 template <typename Output, typename Value>
 Output encodeField(Output output, std::string_view key, const std::optional<Value>& value) {
   return value ? encodeField(output, key, *value) : output;
@@ -82,60 +84,66 @@ Output encode(Output output, const Record& record) {
   return output;
 }
 
-// An object with one member: its key names the case that is held, and `encodePayload` encodes the
-// value.
-template <typename Output, typename... Cases, typename EncodePayload>
-Output encodeCase(Output output, const std::variant<Cases...>& choice,
-                  EncodePayload encodePayload) {
-  static constexpr const auto& cases = Schema<std::variant<Cases...>>::cases;
+// An object with one member.
+template <typename Output, typename Encode>
+Output encodeUnder(std::string_view key, Output output, Encode encodeValue) {
   const Output begin = output;
-  const auto encodeIfHeld = [&]<std::size_t index>(std::in_place_index_t<index> /*candidate*/) {
-    if (const auto* const payload = std::get_if<index>(&choice)) {
-      output = encodePayload(putKey(output, cases[index]), *payload);
-    }
-  };
-  [&]<std::size_t... index>(std::index_sequence<index...>) {
-    (encodeIfHeld(std::in_place_index<index>), ...);
-  }(std::index_sequence_for<Cases...>());
+  output = encodeValue(putKey(output, key));
   output.enclose(begin, '{', '}');
   return output;
 }
 
+// The key names the case that is held. Unlike other choices, an envelope has its record under one
+// more key.
+template <typename Choice, std::size_t index, typename Output>
+Output encodeCase(Output output, const Choice& choice) {
+  return encodeUnder(Schema<Choice>::cases[index], output, [&](Output place) {
+    const auto& payload = *std::get_if<index>(&choice);
+    if constexpr (std::is_same_v<Choice, BridgeEnvelope>) {
+      return encodeUnder(payloadKey, place, [&](Output inner) { return encode(inner, payload); });
+    } else {
+      return encode(place, payload);
+    }
+  });
+}
+
+template <typename Output, typename Choice, std::size_t... index>
+constexpr auto makeCaseEncoders(std::index_sequence<index...> /*cases*/) {
+  return std::array{&encodeCase<Choice, index, Output>...};
+}
+
 template <typename Output, typename... Cases>
 Output encode(Output output, const std::variant<Cases...>& choice) {
-  return encodeCase(output, choice,
-                    [](Output place, const auto& payload) { return encode(place, payload); });
+  static constexpr auto caseEncoders =
+      makeCaseEncoders<Output, std::variant<Cases...>>(std::index_sequence_for<Cases...>());
+  return caseEncoders[choice.index()](output, choice);
 }
 
-// Unlike the other choices, an envelope holds its record under a key of its own.
-template <typename Output>
-Output encode(Output output, const BridgeEnvelope& envelope) {
-  return encodeCase(output, envelope, [](Output place, const auto& record) {
-    const Output begin = place;
-    place = encode(putKey(place, payloadKey), record);
-    place.enclose(begin, '{', '}');
-    return place;
+void encodeWithEnd(const BridgeEnvelope& envelope, std::string_view end, std::string& text) {
+  const std::size_t room = encode(JsonSize(), envelope).size() + end.size();
+  text.resize_and_overwrite(room, [&](char* begin, std::size_t) {
+    JsonMemory memory = encode(JsonMemory(begin), envelope);
+    memory.put(end);
+    return memory.end() - begin;
   });
-}
-
-std::string encodeWithEnd(const BridgeEnvelope& envelope, std::string_view end) {
-  const JsonSize counted = encode(JsonSize(), envelope);
-  std::string text;
-  text.resize_and_overwrite(counted.size() + end.size(), [&](char* begin, std::size_t size) {
-    encode(JsonMemory(begin, counted), envelope).put(end);
-    return size;
-  });
-  return text;
 }
 
 }  // namespace
 
 std::string encodeEnvelope(const BridgeEnvelope& envelope) {
-  return encodeWithEnd(envelope, "");
+  std::string text;
+  encodeWithEnd(envelope, "", text);
+  return text;
 }
 
 std::string encodeEnvelopeLine(const BridgeEnvelope& envelope) {
-  return encodeWithEnd(envelope, "\n");
+  std::string line;
+  encodeEnvelopeLine(envelope, line);
+  return line;
+}
+
+void encodeEnvelopeLine(const BridgeEnvelope& envelope, std::string& line) {
+  encodeWithEnd(envelope, "\n", line);
 }
 
 }  // namespace ferncrest

@@ -1,5 +1,7 @@
 #include "protocol/json_output.h"
 
+#include <algorithm>
+
 #include "protocol/json_scan.h"
 
 namespace ferncrest {
@@ -30,39 +32,43 @@ constexpr char escapeLetter(char special) {
 
 constexpr std::string_view numericEscapeStart = "\\u00";
 
+char* putEscape(char special, char* to) {
+  constexpr std::string_view hexDigits = "0123456789abcdef";
+  const char letter = escapeLetter(special);
+  if (letter != '\0') {
+    *to++ = '\\';
+    *to++ = letter;
+    return to;
+  }
+  const auto code = static_cast<unsigned char>(special);
+  to = std::ranges::copy(numericEscapeStart, to).out;
+  *to++ = hexDigits[code >> 4U];
+  *to++ = hexDigits[code & 0xFU];
+  return to;
+}
+
 }  // namespace
 
-void JsonSize::putEscaped(std::string_view text) {
-  size_ += text.size();
+std::size_t JsonSize::escapedSize(std::string_view text) {
+  std::size_t size = text.size();
   const char* const end = text.data() + text.size();
   const char* special = findSpecial<Solidus::special>(text.data(), end);
   for (; special != end; special = findSpecial<Solidus::special>(special + 1, end)) {
-    hasEscapes_ = true;
-    size_ += escapeLetter(*special) != '\0' ? 1 : numericEscapeStart.size() + 1;
+    size += escapeLetter(*special) != '\0' ? 1 : longestEscape - 1;
   }
+  return size;
 }
 
-void JsonMemory::escape(std::string_view text) {
-  constexpr std::string_view hexDigits = "0123456789abcdef";
-  const char* from = text.data();
-  const char* const end = from + text.size();
-  for (;;) {
-    const char* const special = findSpecial<Solidus::special>(from, end);
-    put({from, special});
-    if (special == end) {
-      return;
-    }
-    from = special + 1;
-    if (const char letter = escapeLetter(*special); letter != '\0') {
-      put("\\");
-      put({&letter, 1});
-      continue;
-    }
-    const auto code = static_cast<unsigned char>(*special);
-    put(numericEscapeStart);
-    put(hexDigits.substr(code >> 4U, 1));
-    put(hexDigits.substr(code & 0xFU, 1));
+char* JsonMemory::escape(std::string_view text, char* to) {
+  const char* special = text.data();
+  const char* const end = special + text.size();
+  while (special != end) {
+    to = putEscape(*special, to);
+    const char* const from = special + 1;
+    special = copyPlain<Solidus::special>(from, end, to);
+    to += special - from;
   }
+  return to;
 }
 
 }  // namespace ferncrest

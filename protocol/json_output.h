@@ -4,41 +4,50 @@
 #include <cstring>
 #include <string_view>
 
+#include "protocol/json_scan.h"
+
 namespace ferncrest {
 
-/// Where JSON text goes when only its size is wanted.
+/// Counts the room that a JSON text needs, or somewhat more.
 class JsonSize {
  public:
   void put(std::string_view bytes) { size_ += bytes.size(); }
   /// The characters of a string, without its quotation marks.
-  void putEscaped(std::string_view text);
+  void putEscaped(std::string_view text) {
+    // To look at each character of a short text takes longer than to take too much room.
+    constexpr std::size_t shortText = 256;
+    size_ += text.size() <= shortText ? text.size() * longestEscape : escapedSize(text);
+  }
   /// Brackets around everything since `begin`, the first of them in place of a comma.
   void enclose(JsonSize begin, char /*open*/, char /*close*/) {
     size_ += size_ == begin.size_ ? 2 : 1;
   }
 
   [[nodiscard]] std::size_t size() const { return size_; }
-  [[nodiscard]] bool hasEscapes() const { return hasEscapes_; }
 
  private:
+  static constexpr std::size_t longestEscape = 6;
+
+  static std::size_t escapedSize(std::string_view text);
+
   std::size_t size_ = 0;
-  bool hasEscapes_ = false;
 };
 
-/// Memory for the JSON text that a JsonSize has counted.
+/// Writes JSON text to memory that has room for it.
 class JsonMemory {
  public:
-  JsonMemory(char* begin, JsonSize counted) : position_(begin), hasEscapes_(counted.hasEscapes()) {}
+  explicit JsonMemory(char* begin) : position_(begin) {}
 
   void put(std::string_view bytes) {
     std::memcpy(position_, bytes.data(), bytes.size());
     position_ += bytes.size();
   }
   void putEscaped(std::string_view text) {
-    if (hasEscapes_) {
-      escape(text);
-    } else {
-      put(text);
+    const char* const end = text.data() + text.size();
+    const char* const special = copyPlain<Solidus::special>(text.data(), end, position_);
+    position_ += special - text.data();
+    if (special != end) {
+      position_ = escape({special, end}, position_);
     }
   }
   void enclose(JsonMemory begin, char open, char close) {
@@ -47,11 +56,13 @@ class JsonMemory {
     *position_++ = close;
   }
 
+  [[nodiscard]] const char* end() const { return position_; }
+
  private:
-  void escape(std::string_view text);
+  // Text that begins with a special character.
+  static char* escape(std::string_view text, char* to);
 
   char* position_;
-  bool hasEscapes_;  // somewhere in what was counted
 };
 
 }  // namespace ferncrest

@@ -71,7 +71,7 @@ void JsonReader::skipScalar(Kind kind) {
 }
 
 bool JsonReader::finish() {
-  skipWhiteSpace();
+  static_cast<void>(nextCharacter());
   return !malformed_ && position_ == end_;
 }
 
@@ -107,6 +107,14 @@ void JsonReader::skipNumber() {
   if (!wellFormed) {
     fail();
   }
+}
+
+bool JsonReader::take(char expected) {
+  if (position_ == end_ || *position_ != expected) {
+    return false;
+  }
+  ++position_;
+  return true;
 }
 
 bool JsonReader::skipDigits() {

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "protocol/json_scan.h"
 
@@ -58,7 +59,7 @@ class JsonReader {
   void skipNumber();
   bool skipDigits();
   void takeLiteral(std::string_view literal);
-  void skipWhiteSpace();
+  char nextCharacter();
   bool take(char expected);
   void fail();
 
@@ -87,42 +88,45 @@ class JsonReader {
 // Inline, because every value of a short request goes through these functions.
 
 inline JsonReader::Kind JsonReader::peek() {
-  skipWhiteSpace();
-  return position_ == end_ ? Kind::malformed
-                           : kindsByFirstCharacter[static_cast<unsigned char>(*position_)];
+  return kindsByFirstCharacter[static_cast<unsigned char>(nextCharacter())];
 }
 
 inline std::optional<std::string_view> JsonReader::nextKey() {
   if (!takeSeparator('}')) {
     return std::nullopt;
   }
-  if (peek() != Kind::string) {
+  if (nextCharacter() != '"') {
     fail();
     return std::nullopt;
   }
   const std::string_view key = takeString(unescapedKey_);
-  skipWhiteSpace();
-  if (!take(':')) {
+  if (nextCharacter() != ':') {
     fail();
     return std::nullopt;
   }
+  ++position_;
   return key;
 }
 
 // Takes the comma before a member, or leaves the object or array at its end. A member is the first
 // one only right after enter(), so one flag is enough for all levels.
 inline bool JsonReader::takeSeparator(char close) {
-  skipWhiteSpace();
-  const bool first = atFirstMember_;
-  atFirstMember_ = false;
-  if (take(close)) {
+  const char next = nextCharacter();
+  const bool first = std::exchange(atFirstMember_, false);
+  if (next == close) {
+    ++position_;
     --depth_;
     return false;
   }
-  if (!first && !take(',')) {
-    fail();
+  if (first) {
+    return true;
   }
-  return !malformed_;
+  if (next != ',') {
+    fail();
+    return false;
+  }
+  ++position_;
+  return true;
 }
 
 inline void JsonReader::enter() {
@@ -162,19 +166,15 @@ inline std::optional<std::string_view> JsonReader::takePlainString() {
   return std::string_view(begin, close);
 }
 
-inline void JsonReader::skipWhiteSpace() {
-  while (position_ != end_ &&
-         (*position_ == ' ' || *position_ == '\t' || *position_ == '\r' || *position_ == '\n')) {
-    ++position_;
+// The next character that is no white space, which is not taken yet; NUL at the end.
+inline char JsonReader::nextCharacter() {
+  for (; position_ != end_; ++position_) {
+    const char next = *position_;
+    if (next != ' ' && next != '\t' && next != '\r' && next != '\n') {
+      return next;
+    }
   }
-}
-
-inline bool JsonReader::take(char expected) {
-  if (position_ == end_ || *position_ != expected) {
-    return false;
-  }
-  ++position_;
-  return true;
+  return '\0';
 }
 
 inline void JsonReader::fail() {

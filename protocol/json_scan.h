@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -22,31 +23,69 @@ namespace scan {
 
 static_assert(std::endian::native == std::endian::little, "the first byte is a word's lowest");
 
-using Word = std::uint64_t;
+/// Bytes that are compared all at once, with the vector instructions that every processor of the
+/// kind has.
+using Block [[gnu::vector_size(16)]] = unsigned char;
+using HalfBlock [[gnu::vector_size(8)]] = unsigned char;
 
-inline constexpr Word eachByte = 0x0101010101010101U;
-inline constexpr Word highBits = 0x80 * eachByte;
+template <typename Block>
+inline constexpr std::ptrdiff_t sizeOf = sizeof(Block);
 
-inline Word load(const char* bytes) {
-  Word word = 0;
-  std::memcpy(&word, bytes, sizeof word);
-  return word;
+template <typename Block>
+Block load(const char* bytes) {
+  Block block{};
+  std::memcpy(&block, bytes, sizeof block);
+  return block;
 }
 
-// A word with the high bit set in each special byte. Only the lowest set bit can be relied on: the
-// subtraction may borrow from the bytes above it.
-template <Solidus solidus>
-Word specialBytes(Word word) {
-  // XOR with 2 maps '"' (0x22) to 0x20, next to 0x00 to 0x1F, so one subtraction finds both.
-  const Word controlOrQuote = (word ^ (0x02 * eachByte)) - 0x21 * eachByte;
-  const Word backslash = (word ^ ('\\' * eachByte)) - eachByte;
-  const Word slash = (word ^ ('/' * eachByte)) - eachByte;
-  const Word always = controlOrQuote | backslash;
-  return (solidus == Solidus::special ? always | slash : always) & ~word & highBits;
+/// The place of the first special byte in `block`, or the block's size.
+template <Solidus solidus, typename Block>
+std::ptrdiff_t firstSpecial(Block block) {
+  auto isMarked = (block == '"') | (block == '\\') | (block < 0x20);
+  if constexpr (solidus == Solidus::special) {
+    isMarked |= block == '/';
+  }
+  const auto words = std::bit_cast<std::array<std::uint64_t, sizeof(Block) / 8>>(isMarked);
+  if (words.front() != 0) {
+    return std::countr_zero(words.front()) / 8;
+  }
+  return sizeOf<Block> - 8 + std::countr_zero(words.back()) / 8;
 }
 
-inline std::ptrdiff_t firstMarked(Word marked) {
-  return std::countr_zero(marked) / 8;
+/// Calls `use` with each block of [begin, end) and its place until one of them holds a special
+/// character, and returns the place of that character, or `end`. There must be at least one block.
+template <Solidus solidus, typename Block, typename Use>
+const char* findInBlocks(const char* begin, const char* end, Use use) {
+  const auto findFrom = [=](const char* from) {
+    const auto block = load<Block>(from);
+    use(block, from - begin);
+    return from + firstSpecial<solidus>(block);
+  };
+  const char* from = begin;
+  for (; end - from > sizeOf<Block>; from += sizeOf<Block>) {
+    if (const char* const found = findFrom(from); found != from + sizeOf<Block>) {
+      return found;
+    }
+  }
+  // The last bytes may be less than a block: look at the block that ends with them. Its other
+  // bytes are known to be plain.
+  return findFrom(end - sizeOf<Block>);
+}
+
+/// The same for any number of bytes; those that fill no block are used one by one.
+template <Solidus solidus, typename Use>
+const char* find(const char* begin, const char* end, Use use) {
+  if (end - begin >= sizeOf<Block>) {
+    return findInBlocks<solidus, Block>(begin, end, use);
+  }
+  if (end - begin >= sizeOf<HalfBlock>) {
+    return findInBlocks<solidus, HalfBlock>(begin, end, use);
+  }
+  const char* from = begin;
+  for (; from != end && !isSpecial<solidus>(*from); ++from) {
+    use(*from, from - begin);
+  }
+  return from;
 }
 
 }  // namespace scan
@@ -54,20 +93,17 @@ inline std::ptrdiff_t firstMarked(Word marked) {
 /// The first special character in [begin, end), or `end`.
 template <Solidus solidus>
 const char* findSpecial(const char* begin, const char* end) {
-  constexpr std::ptrdiff_t wordSize = sizeof(scan::Word);
-  const char* from = begin;
-  for (; end - from >= wordSize; from += wordSize) {
-    if (const scan::Word marked = scan::specialBytes<solidus>(scan::load(from)); marked != 0) {
-      return from + scan::firstMarked(marked);
-    }
-  }
-  if (end - begin >= wordSize) {
-    // The last bytes are less than a word: look at the word that ends with them. Its other bytes
-    // are known to be plain.
-    const scan::Word marked = scan::specialBytes<solidus>(scan::load(end - wordSize));
-    return marked == 0 ? end : end - wordSize + scan::firstMarked(marked);
-  }
-  return std::find_if(from, end, isSpecial<solidus>);
+  return scan::find<solidus>(begin, end, [](auto /*bytes*/, std::ptrdiff_t /*offset*/) {});
+}
+
+/// Copies [begin, end) up to the first special character and returns the place of that character,
+/// or `end`. The memory at `to` must have room for all of it; what is not copied may be
+/// overwritten.
+template <Solidus solidus>
+const char* copyPlain(const char* begin, const char* end, char* to) {
+  return scan::find<solidus>(begin, end, [to](auto bytes, std::ptrdiff_t offset) {
+    std::memcpy(to + offset, &bytes, sizeof bytes);
+  });
 }
 
 }  // namespace ferncrest

@@ -89,29 +89,14 @@ char* unescapeOne(std::string_view& escaped, char* to) {
   return *to == '\0' ? nullptr : to + 1;
 }
 
-// Copies the plain characters at the front and returns their number. Whole words are copied, so
-// bytes behind them are overwritten too, but no more than text.size() bytes in all.
-std::size_t copyPlain(std::string_view text, char* to) {
-  std::size_t count = 0;
-  for (; text.size() - count >= sizeof(scan::Word); count += sizeof(scan::Word)) {
-    const scan::Word word = scan::load(text.data() + count);
-    std::memcpy(to + count, &word, sizeof word);
-    if (const scan::Word marked = scan::specialBytes<Solidus::plain>(word); marked != 0) {
-      return count + static_cast<std::size_t>(scan::firstMarked(marked));
-    }
-  }
-  for (; count < text.size() && !isSpecial<Solidus::plain>(text[count]); ++count) {
-    to[count] = text[count];
-  }
-  return count;
-}
-
 }  // namespace
 
 char* unescape(std::string_view escaped, char* to) {
   // An escape is never shorter than the UTF-8 of its character, so there is always room at `to`.
   while (to != nullptr && !escaped.empty()) {
-    const std::size_t plain = copyPlain(escaped, to);
+    const char* const special =
+        copyPlain<Solidus::plain>(escaped.data(), escaped.data() + escaped.size(), to);
+    const auto plain = static_cast<std::size_t>(special - escaped.data());
     to += plain;
     escaped.remove_prefix(plain);
     if (!escaped.empty()) {

@@ -18,15 +18,12 @@ namespace ferncrest {
 /// The key of an envelope's record inside its case's object.
 inline constexpr std::string_view payloadKey = "_0";
 
-template <typename Record, typename Value>
+/// A field of a record: the member that holds it and its key.
+template <auto member_>
 struct Field {
+  static constexpr auto member = member_;
   std::string_view key;
-  Value Record::* member;
 };
-
-// Compilers before clang 17 do not derive this guide for an aggregate by themselves.
-template <typename Record, typename Value>
-Field(std::string_view, Value Record::*) -> Field<Record, Value>;
 
 template <typename Type>
 struct Schema;
@@ -47,28 +44,28 @@ consteval auto writtenOrder() {
 template <>
 struct Schema<BridgeConversationScope> {
   static constexpr std::string_view name = "BridgeConversationScope";
-  static constexpr std::tuple fields{Field{"id", &BridgeConversationScope::id},
-                                     Field{"title", &BridgeConversationScope::title}};
+  static constexpr std::tuple fields{Field<&BridgeConversationScope::id>{"id"},
+                                     Field<&BridgeConversationScope::title>{"title"}};
 };
 
 template <>
 struct Schema<BridgeChannelScope> {
   static constexpr std::string_view name = "BridgeChannelScope";
-  static constexpr std::tuple fields{Field{"id", &BridgeChannelScope::id},
-                                     Field{"title", &BridgeChannelScope::title}};
+  static constexpr std::tuple fields{Field<&BridgeChannelScope::id>{"id"},
+                                     Field<&BridgeChannelScope::title>{"title"}};
 };
 
 template <>
 struct Schema<BridgeThreadScope> {
   static constexpr std::string_view name = "BridgeThreadScope";
-  static constexpr std::tuple fields{Field{"id", &BridgeThreadScope::id},
-                                     Field{"title", &BridgeThreadScope::title}};
+  static constexpr std::tuple fields{Field<&BridgeThreadScope::id>{"id"},
+                                     Field<&BridgeThreadScope::title>{"title"}};
 };
 
 template <>
 struct Schema<BridgeTestOnlyScope> {
   static constexpr std::string_view name = "BridgeTestOnlyScope";
-  static constexpr std::tuple fields{Field{"title", &BridgeTestOnlyScope::title}};
+  static constexpr std::tuple fields{Field<&BridgeTestOnlyScope::title>{"title"}};
 };
 
 template <>
@@ -94,13 +91,13 @@ template <>
 struct Schema<BridgeConnectedState> {
   static constexpr std::string_view name = "BridgeConnectedState";
   static constexpr std::tuple fields{
-      Field{"accountDisplayName", &BridgeConnectedState::accountDisplayName}};
+      Field<&BridgeConnectedState::accountDisplayName>{"accountDisplayName"}};
 };
 
 template <>
 struct Schema<BridgeErrorState> {
   static constexpr std::string_view name = "BridgeErrorState";
-  static constexpr std::tuple fields{Field{"message", &BridgeErrorState::message}};
+  static constexpr std::tuple fields{Field<&BridgeErrorState::message>{"message"}};
 };
 
 template <>
@@ -113,95 +110,95 @@ struct Schema<BridgeConnectionState> {
 template <>
 struct Schema<BridgeAttachment> {
   static constexpr std::string_view name = "BridgeAttachment";
-  static constexpr std::tuple fields{Field{"id", &BridgeAttachment::id},
-                                     Field{"kind", &BridgeAttachment::kind},
-                                     Field{"fileName", &BridgeAttachment::fileName},
-                                     Field{"mimeType", &BridgeAttachment::mimeType},
-                                     Field{"localPath", &BridgeAttachment::localPath},
-                                     Field{"dataBase64", &BridgeAttachment::dataBase64},
-                                     Field{"caption", &BridgeAttachment::caption}};
+  static constexpr std::tuple fields{Field<&BridgeAttachment::id>{"id"},
+                                     Field<&BridgeAttachment::kind>{"kind"},
+                                     Field<&BridgeAttachment::fileName>{"fileName"},
+                                     Field<&BridgeAttachment::mimeType>{"mimeType"},
+                                     Field<&BridgeAttachment::localPath>{"localPath"},
+                                     Field<&BridgeAttachment::dataBase64>{"dataBase64"},
+                                     Field<&BridgeAttachment::caption>{"caption"}};
 };
 
 template <>
 struct Schema<BridgeOutboundMessage> {
   static constexpr std::string_view name = "BridgeOutboundMessage";
   static constexpr std::tuple fields{
-      Field{"conversationId", &BridgeOutboundMessage::conversationId},
-      Field{"text", &BridgeOutboundMessage::text},
-      Field{"replyToMessageId", &BridgeOutboundMessage::replyToMessageId},
-      Field{"attachments", &BridgeOutboundMessage::attachments}};
+      Field<&BridgeOutboundMessage::conversationId>{"conversationId"},
+      Field<&BridgeOutboundMessage::text>{"text"},
+      Field<&BridgeOutboundMessage::replyToMessageId>{"replyToMessageId"},
+      Field<&BridgeOutboundMessage::attachments>{"attachments"}};
 };
 
 template <>
 struct Schema<BridgeInboundMessageEvent> {
   static constexpr std::string_view name = "BridgeInboundMessageEvent";
   static constexpr std::tuple fields{
-      Field{"messageId", &BridgeInboundMessageEvent::messageId},
-      Field{"conversationId", &BridgeInboundMessageEvent::conversationId},
-      Field{"conversationTitle", &BridgeInboundMessageEvent::conversationTitle},
-      Field{"senderId", &BridgeInboundMessageEvent::senderId},
-      Field{"senderDisplayName", &BridgeInboundMessageEvent::senderDisplayName},
-      Field{"text", &BridgeInboundMessageEvent::text},
-      Field{"timestampISO8601", &BridgeInboundMessageEvent::timestampISO8601},
-      Field{"isDirectMessage", &BridgeInboundMessageEvent::isDirectMessage},
-      Field{"rawReference", &BridgeInboundMessageEvent::rawReference}};
+      Field<&BridgeInboundMessageEvent::messageId>{"messageId"},
+      Field<&BridgeInboundMessageEvent::conversationId>{"conversationId"},
+      Field<&BridgeInboundMessageEvent::conversationTitle>{"conversationTitle"},
+      Field<&BridgeInboundMessageEvent::senderId>{"senderId"},
+      Field<&BridgeInboundMessageEvent::senderDisplayName>{"senderDisplayName"},
+      Field<&BridgeInboundMessageEvent::text>{"text"},
+      Field<&BridgeInboundMessageEvent::timestampISO8601>{"timestampISO8601"},
+      Field<&BridgeInboundMessageEvent::isDirectMessage>{"isDirectMessage"},
+      Field<&BridgeInboundMessageEvent::rawReference>{"rawReference"}};
 };
 
 template <>
 struct Schema<BridgeHello> {
   static constexpr std::string_view name = "BridgeHello";
-  static constexpr std::tuple fields{Field{"platform", &BridgeHello::platform},
-                                     Field{"bridgeVersion", &BridgeHello::bridgeVersion}};
+  static constexpr std::tuple fields{Field<&BridgeHello::platform>{"platform"},
+                                     Field<&BridgeHello::bridgeVersion>{"bridgeVersion"}};
 };
 
 template <>
 struct Schema<BridgeConnectRequest> {
   static constexpr std::string_view name = "BridgeConnectRequest";
-  static constexpr std::tuple fields{Field{"platform", &BridgeConnectRequest::platform}};
+  static constexpr std::tuple fields{Field<&BridgeConnectRequest::platform>{"platform"}};
 };
 
 template <>
 struct Schema<BridgeDisconnectRequest> {
   static constexpr std::string_view name = "BridgeDisconnectRequest";
-  static constexpr std::tuple fields{Field{"platform", &BridgeDisconnectRequest::platform}};
+  static constexpr std::tuple fields{Field<&BridgeDisconnectRequest::platform>{"platform"}};
 };
 
 template <>
 struct Schema<BridgeStartListeningRequest> {
   static constexpr std::string_view name = "BridgeStartListeningRequest";
-  static constexpr std::tuple fields{Field{"platform", &BridgeStartListeningRequest::platform},
-                                     Field{"scope", &BridgeStartListeningRequest::scope}};
+  static constexpr std::tuple fields{Field<&BridgeStartListeningRequest::platform>{"platform"},
+                                     Field<&BridgeStartListeningRequest::scope>{"scope"}};
 };
 
 template <>
 struct Schema<BridgeStopListeningRequest> {
   static constexpr std::string_view name = "BridgeStopListeningRequest";
-  static constexpr std::tuple fields{Field{"platform", &BridgeStopListeningRequest::platform}};
+  static constexpr std::tuple fields{Field<&BridgeStopListeningRequest::platform>{"platform"}};
 };
 
 template <>
 struct Schema<BridgeSendMessageRequest> {
   static constexpr std::string_view name = "BridgeSendMessageRequest";
-  static constexpr std::tuple fields{Field{"platform", &BridgeSendMessageRequest::platform},
-                                     Field{"message", &BridgeSendMessageRequest::message}};
+  static constexpr std::tuple fields{Field<&BridgeSendMessageRequest::platform>{"platform"},
+                                     Field<&BridgeSendMessageRequest::message>{"message"}};
 };
 
 template <>
 struct Schema<BridgeInboundEvent> {
   static constexpr std::string_view name = "BridgeInboundEvent";
-  static constexpr std::tuple fields{Field{"event", &BridgeInboundEvent::event}};
+  static constexpr std::tuple fields{Field<&BridgeInboundEvent::event>{"event"}};
 };
 
 template <>
 struct Schema<BridgeStateChangedEvent> {
   static constexpr std::string_view name = "BridgeStateChangedEvent";
-  static constexpr std::tuple fields{Field{"state", &BridgeStateChangedEvent::state}};
+  static constexpr std::tuple fields{Field<&BridgeStateChangedEvent::state>{"state"}};
 };
 
 template <>
 struct Schema<BridgeErrorEvent> {
   static constexpr std::string_view name = "BridgeErrorEvent";
-  static constexpr std::tuple fields{Field{"message", &BridgeErrorEvent::message}};
+  static constexpr std::tuple fields{Field<&BridgeErrorEvent::message>{"message"}};
 };
 
 template <>
