@@ -1,6 +1,5 @@
 #include "service/bridge_service.h"
 
-#include <functional>
 #include <new>
 #include <optional>
 #include <string>
@@ -22,9 +21,6 @@ namespace ferncrest {
 
 namespace {
 
-// Gives the host's next line, waiting for it; nothing at the end of the input.
-using LineSource = std::function<std::optional<MessageLine>()>;
-
 Outcome answerLine(StubBridge& stub, std::string_view text) {
   auto envelope = decodeEnvelope(text);
   if (!envelope) {
@@ -41,14 +37,17 @@ Outcome answerLine(StubBridge& stub, std::string_view text) {
       });
 }
 
-// Serves the host without a backend. Fails when an envelope cannot be written to standard output.
-Outcome runStub(StubBridge& stub, const LineSource& nextLine) {
+// Serves the host without a backend. `nextLine` gives the host's next line, waiting for it, and
+// nothing at the end of the input. Fails when an envelope cannot be written to standard output.
+template <typename NextLine>
+Outcome runStub(StubBridge& stub, NextLine nextLine) {
   if (Outcome announced = announce(stub); !announced) {
     return announced;
   }
   while (const auto line = nextLine()) {
     if (Outcome answered = answerLine(stub, line->text()); !answered) {
-      if (Outcome told = stub.emit(BridgeErrorEvent{std::move(answered.error().description)});
+      if (Outcome told =
+              emitEnvelope(stub, BridgeErrorEvent{std::move(answered.error().description)});
           !told) {
         return told;
       }

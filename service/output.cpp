@@ -9,12 +9,11 @@
 #include "platform/fd.h"
 #include "platform/io.h"
 #include "platform/output_stream.h"
-#include "protocol/coding.h"
 
 namespace ferncrest {
 
-Outcome emitEnvelope(const BridgeEnvelope& envelope) {
-  return writeAll(standardOutput, encodeEnvelopeLine(envelope));
+Outcome writeEvent(std::string_view line) {
+  return writeAll(standardOutput, line);
 }
 
 void writeDiagnostic(std::string_view text) {

@@ -1,24 +1,27 @@
 #include "stub/stub_bridge.h"
 
+#include <cstddef>
 #include <utility>
 #include <variant>
 
-#include "stub/synthetic_messages.h"
+#include "protocol/coding.h"
 
 namespace ferncrest {
 
 namespace {
 
-Outcome reportState(StubBridge& stub) {
-  return stub.emit(
-      BridgeEnvelope(std::in_place_type<BridgeStateChangedEvent>, stub.connectionState));
+Outcome reportState(StubBridge& stub, StubBridge::State state) {
+  stub.connectionState = state;
+  return stub.write(stub.stateLines.at(static_cast<std::size_t>(state)));
 }
 
-Outcome emitMessage(StubBridge& stub, std::expected<BridgeInboundMessageEvent, Failure> message) {
-  if (!message) {
-    return std::unexpected(std::move(message.error()));
+template <typename Make>
+Outcome emitMessage(StubBridge& stub, Make make) {
+  auto& event = std::get<BridgeInboundEvent>(stub.message).event;
+  if (Outcome made = make(event); !made) {
+    return made;
   }
-  return stub.emit(BridgeEnvelope(std::in_place_type<BridgeInboundEvent>, std::move(*message)));
+  return emitEnvelope(stub, stub.message);
 }
 
 // The sentence is built in the title's own string, which may be large.
@@ -30,11 +33,13 @@ Outcome reportScopeUnavailable(StubBridge& stub, std::string title) {
     title.insert(0, "Managed bridge service is running, but real WhatsApp capture for '");
     title.append("' is not implemented yet.");
   }
-  return stub.emit(BridgeErrorEvent{std::move(title)});
+  return emitEnvelope(stub, BridgeErrorEvent{std::move(title)});
 }
 
 Outcome listenTo(StubBridge& stub, BridgeTestOnlyScope& scope) {
-  return emitMessage(stub, makeSelfTestMessage(stub.random, std::move(scope.title)));
+  return emitMessage(stub, [&](BridgeInboundMessageEvent& event) {
+    return makeSelfTestMessage(stub.stamps, std::move(scope.title), event);
+  });
 }
 
 Outcome listenTo(StubBridge& stub, BridgeThreadScope& scope) {
@@ -51,23 +56,34 @@ Outcome listenTo(StubBridge& stub, BridgeChannelScope& scope) {
 
 }  // namespace
 
+Outcome emitEnvelope(StubBridge& stub, const BridgeEnvelope& envelope) {
+  constexpr std::size_t usualCapacity = std::size_t{16} << 10U;
+  encodeEnvelopeLine(envelope, stub.line);
+  Outcome written = stub.write(stub.line);
+  if (stub.line.capacity() > usualCapacity) {
+    std::string().swap(stub.line);  // an assignment would keep its memory
+    stub.message = BridgeInboundEvent{};
+  }
+  return written;
+}
+
 Outcome announce(StubBridge& stub) {
-  const Outcome greeted = stub.emit(BridgeHello{stub.platform, stub.bridgeVersion});
-  return greeted ? reportState(stub) : greeted;
+  const auto lineOf = [](BridgeConnectionState state) {
+    return encodeEnvelopeLine(BridgeStateChangedEvent{std::move(state)});
+  };
+  stub.stateLines = {lineOf(BridgeDisconnectedState{}), lineOf(BridgeConnectingState{}),
+                     lineOf(BridgeConnectedState{stub.accountDisplayName})};
+  const Outcome greeted = emitEnvelope(stub, BridgeHello{stub.platform, stub.bridgeVersion});
+  return greeted ? reportState(stub, stub.connectionState) : greeted;
 }
 
 Outcome handleConnect(StubBridge& stub) {
-  stub.connectionState = BridgeConnectingState{};
-  if (const Outcome reported = reportState(stub); !reported) {
-    return reported;
-  }
-  stub.connectionState = BridgeConnectedState{stub.accountDisplayName};
-  return reportState(stub);
+  const Outcome reported = reportState(stub, StubBridge::State::connecting);
+  return reported ? reportState(stub, StubBridge::State::connected) : reported;
 }
 
 Outcome handleDisconnect(StubBridge& stub) {
-  stub.connectionState = BridgeDisconnectedState{};
-  return reportState(stub);
+  return reportState(stub, StubBridge::State::disconnected);
 }
 
 Outcome handleStartListening(StubBridge& stub, BridgeScope scope) {
@@ -75,7 +91,9 @@ Outcome handleStartListening(StubBridge& stub, BridgeScope scope) {
 }
 
 Outcome handleSendMessage(StubBridge& stub, BridgeOutboundMessage message) {
-  return emitMessage(stub, makeEchoMessage(stub.random, std::move(message)));
+  return emitMessage(stub, [&](BridgeInboundMessageEvent& event) {
+    return makeEchoMessage(stub.stamps, std::move(message), event);
+  });
 }
 
 }  // namespace ferncrest

@@ -1,5 +1,6 @@
 #include "stub/synthetic_messages.h"
 
+#include <array>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -20,35 +21,10 @@ unsigned countOf(auto duration) {
   return static_cast<unsigned>(duration.count());
 }
 
-constexpr const char* stubSenderName = "Ferncrest Managed Bridge";
-constexpr const char* echoSenderId = "managed-bridge-echo";
-
-}  // namespace
-
-std::expected<std::string, Failure> newMessageId(RandomBytes& random) {
-  auto bytes = random.next();
-  if (!bytes) {
-    return std::unexpected(bytes.error());
-  }
-  (*bytes)[6] = static_cast<std::uint8_t>(((*bytes)[6] & 0x0FU) | 0x40U);  // version 4
-  (*bytes)[8] = static_cast<std::uint8_t>(((*bytes)[8] & 0x3FU) | 0x80U);  // the standard variant
-  std::string id = "00000000-0000-0000-0000-000000000000";
-  auto to = id.begin();
-  for (const std::uint8_t byte : *bytes) {
-    if (*to == '-') {
-      ++to;
-    }
-    *to++ = hexDigits[byte >> 4U];
-    *to++ = hexDigits[byte & 0xFU];
-  }
-  return id;
-}
-
-std::string currentTimestamp() {
-  const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
-  const auto day = std::chrono::floor<std::chrono::days>(now);
+std::string timestampOf(std::chrono::sys_seconds second) {
+  const auto day = std::chrono::floor<std::chrono::days>(second);
   const std::chrono::year_month_day date(day);
-  const std::chrono::hh_mm_ss time(now - day);
+  const std::chrono::hh_mm_ss time(second - day);
   const auto year = static_cast<unsigned>(static_cast<int>(date.year()));
   std::string text = "0000-00-00T00:00:00Z";
   const auto put = [&](std::size_t position, unsigned value) {
@@ -65,38 +41,65 @@ std::string currentTimestamp() {
   return text;
 }
 
-std::expected<BridgeInboundMessageEvent, Failure> makeSelfTestMessage(RandomBytes& random,
-                                                                      std::string title) {
-  auto id = newMessageId(random);
-  if (!id) {
-    return std::unexpected(id.error());
+constexpr const char* stubSenderName = "Ferncrest Managed Bridge";
+constexpr const char* echoSenderId = "managed-bridge-echo";
+
+}  // namespace
+
+Outcome MessageStamps::newMessageId(std::string& id) {
+  auto bytes = random_.next();
+  if (!bytes) {
+    return std::unexpected(bytes.error());
   }
-  return BridgeInboundMessageEvent{.messageId = std::move(*id),
-                                   .conversationId = "managed-test-conversation",
-                                   .conversationTitle = std::move(title),
-                                   .senderId = "managed-bridge",
-                                   .senderDisplayName = stubSenderName,
-                                   .text = "/fern help",
-                                   .timestampISO8601 = currentTimestamp(),
-                                   .isDirectMessage = true,
-                                   .rawReference = "managed-bridge-self-test"};
+  (*bytes)[6] = static_cast<std::uint8_t>(((*bytes)[6] & 0x0FU) | 0x40U);  // version 4
+  (*bytes)[8] = static_cast<std::uint8_t>(((*bytes)[8] & 0x3FU) | 0x80U);  // the standard variant
+  // The places of the hyphens are never written to.
+  constexpr std::array<std::uint8_t, 16> places{0,  2,  4,  6,  9,  11, 14, 16,
+                                                19, 21, 24, 26, 28, 30, 32, 34};
+  std::array<char, 36> text;
+  text.fill('-');
+  for (std::size_t index = 0; index < places.size(); ++index) {
+    const std::uint8_t byte = (*bytes)[index];
+    text[places[index]] = hexDigits[byte >> 4U];
+    text[places[index] + 1U] = hexDigits[byte & 0xFU];
+  }
+  id.assign(text.data(), text.size());
+  return {};
 }
 
-std::expected<BridgeInboundMessageEvent, Failure> makeEchoMessage(RandomBytes& random,
-                                                                  BridgeOutboundMessage message) {
-  auto id = newMessageId(random);
-  if (!id) {
-    return std::unexpected(id.error());
+const std::string& MessageStamps::currentTimestamp() {
+  const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
+  if (now != second_ || timestamp_.empty()) {
+    second_ = now;
+    timestamp_ = timestampOf(now);
   }
-  return BridgeInboundMessageEvent{.messageId = std::move(*id),
-                                   .conversationId = std::move(message.conversationId),
-                                   .conversationTitle = "Managed Bridge Echo",
-                                   .senderId = echoSenderId,
-                                   .senderDisplayName = stubSenderName,
-                                   .text = std::move(message.text.insert(0, "echo: ")),
-                                   .timestampISO8601 = currentTimestamp(),
-                                   .isDirectMessage = false,
-                                   .rawReference = echoSenderId};
+  return timestamp_;
+}
+
+Outcome makeSelfTestMessage(MessageStamps& stamps, std::string title,
+                            BridgeInboundMessageEvent& event) {
+  event.conversationId = "managed-test-conversation";
+  event.conversationTitle = std::move(title);
+  event.senderId = "managed-bridge";
+  event.senderDisplayName = stubSenderName;
+  event.text = "/fern help";
+  event.timestampISO8601 = stamps.currentTimestamp();
+  event.isDirectMessage = true;
+  event.rawReference = "managed-bridge-self-test";
+  return stamps.newMessageId(event.messageId);
+}
+
+Outcome makeEchoMessage(MessageStamps& stamps, BridgeOutboundMessage message,
+                        BridgeInboundMessageEvent& event) {
+  event.conversationId = std::move(message.conversationId);
+  event.conversationTitle = "Managed Bridge Echo";
+  event.senderId = echoSenderId;
+  event.senderDisplayName = stubSenderName;
+  event.text = std::move(message.text.insert(0, "echo: "));
+  event.timestampISO8601 = stamps.currentTimestamp();
+  event.isDirectMessage = false;
+  event.rawReference = echoSenderId;
+  return stamps.newMessageId(event.messageId);
 }
 
 }  // namespace ferncrest

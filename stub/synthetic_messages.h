@@ -1,6 +1,6 @@
 #pragma once
 
-#include <expected>
+#include <chrono>
 #include <string>
 
 #include "platform/failure.h"
@@ -12,19 +12,28 @@
 
 namespace ferncrest {
 
-/// A new random UUID (version 4) in upper case.
-[[nodiscard]] std::expected<std::string, Failure> newMessageId(RandomBytes& random);
+/// Gives messages their identifiers and times.
+class MessageStamps {
+ public:
+  /// Puts a new random UUID (version 4) in upper case into `id`.
+  [[nodiscard]] Outcome newMessageId(std::string& id);
 
-/// The current UTC time as ISO 8601 with whole seconds and "Z".
-std::string currentTimestamp();
+  /// The current UTC time as ISO 8601 with whole seconds and "Z", borrowed until the next call.
+  const std::string& currentTimestamp();
 
-/// The answer to listening to a test scope with this title.
-[[nodiscard]] std::expected<BridgeInboundMessageEvent, Failure> makeSelfTestMessage(
-    RandomBytes& random, std::string title);
+ private:
+  RandomBytes random_;
+  std::chrono::sys_seconds second_;  // the one that timestamp_ tells
+  std::string timestamp_;
+};
 
-/// The echo of a sent message. Takes its strings over instead of copying them, as the text may be
-/// large.
-[[nodiscard]] std::expected<BridgeInboundMessageEvent, Failure> makeEchoMessage(
-    RandomBytes& random, BridgeOutboundMessage message);
+/// Makes `event` the answer to listening to a test scope with this title.
+[[nodiscard]] Outcome makeSelfTestMessage(MessageStamps& stamps, std::string title,
+                                          BridgeInboundMessageEvent& event);
+
+/// Makes `event` the echo of a sent message. Takes its strings over instead of copying them, as the
+/// text may be large.
+[[nodiscard]] Outcome makeEchoMessage(MessageStamps& stamps, BridgeOutboundMessage message,
+                                      BridgeInboundMessageEvent& event);
 
 }  // namespace ferncrest
