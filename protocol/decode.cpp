@@ -27,7 +27,7 @@ using Fault = DecodingError*;
 // The text, and the faults found in it.
 struct Source {
   JsonReader reader;
-  std::forward_list<DecodingError> faults = {};
+  std::forward_list<DecodingError> faults;
 
   Fault fault(DecodingError::Kind kind, std::string_view type, std::string description) {
     return &faults.emplace_front(kind, type, std::vector<std::string>(), std::move(description));
@@ -234,7 +234,7 @@ Fault decode(Source& source, std::variant<Cases...>& choice) {
 }  // namespace
 
 std::expected<BridgeEnvelope, DecodingError> decodeEnvelope(std::string_view text) {
-  Source source{JsonReader(text)};
+  Source source{.reader = JsonReader(text), .faults = {}};
   // With a case named, since otherwise all of its memory would be cleared first.
   std::expected<BridgeEnvelope, DecodingError> envelope(std::in_place, std::in_place_index<0>);
   Fault fault = decode(source, *envelope);

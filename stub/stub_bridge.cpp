@@ -12,16 +12,16 @@ namespace {
 
 Outcome reportState(StubBridge& stub, StubBridge::State state) {
   stub.connectionState = state;
-  return stub.write(stub.stateLines.at(static_cast<std::size_t>(state)));
+  return stub.write(stub.kept.stateLines.at(static_cast<std::size_t>(state)));
 }
 
 template <typename Make>
 Outcome emitMessage(StubBridge& stub, Make make) {
-  auto& event = std::get<BridgeInboundEvent>(stub.message).event;
+  auto& event = std::get<BridgeInboundEvent>(stub.kept.message).event;
   if (Outcome made = make(event); !made) {
     return made;
   }
-  return emitEnvelope(stub, stub.message);
+  return emitEnvelope(stub, stub.kept.message);
 }
 
 // The sentence is built in the title's own string, which may be large.
@@ -38,7 +38,7 @@ Outcome reportScopeUnavailable(StubBridge& stub, std::string title) {
 
 Outcome listenTo(StubBridge& stub, BridgeTestOnlyScope& scope) {
   return emitMessage(stub, [&](BridgeInboundMessageEvent& event) {
-    return makeSelfTestMessage(stub.stamps, std::move(scope.title), event);
+    return makeSelfTestMessage(stub.kept.stamps, std::move(scope.title), event);
   });
 }
 
@@ -58,11 +58,11 @@ Outcome listenTo(StubBridge& stub, BridgeChannelScope& scope) {
 
 Outcome emitEnvelope(StubBridge& stub, const BridgeEnvelope& envelope) {
   constexpr std::size_t usualCapacity = std::size_t{16} << 10U;
-  encodeEnvelopeLine(envelope, stub.line);
-  Outcome written = stub.write(stub.line);
-  if (stub.line.capacity() > usualCapacity) {
-    std::string().swap(stub.line);  // an assignment would keep its memory
-    stub.message = BridgeInboundEvent{};
+  encodeEnvelopeLine(envelope, stub.kept.line);
+  Outcome written = stub.write(stub.kept.line);
+  if (stub.kept.line.capacity() > usualCapacity) {
+    std::string().swap(stub.kept.line);  // an assignment would keep its memory
+    stub.kept.message = BridgeInboundEvent{};
   }
   return written;
 }
@@ -71,8 +71,8 @@ Outcome announce(StubBridge& stub) {
   const auto lineOf = [](BridgeConnectionState state) {
     return encodeEnvelopeLine(BridgeStateChangedEvent{std::move(state)});
   };
-  stub.stateLines = {lineOf(BridgeDisconnectedState{}), lineOf(BridgeConnectingState{}),
-                     lineOf(BridgeConnectedState{stub.accountDisplayName})};
+  stub.kept.stateLines = {lineOf(BridgeDisconnectedState{}), lineOf(BridgeConnectingState{}),
+                          lineOf(BridgeConnectedState{stub.accountDisplayName})};
   const Outcome greeted = emitEnvelope(stub, BridgeHello{stub.platform, stub.bridgeVersion});
   return greeted ? reportState(stub, stub.connectionState) : greeted;
 }
@@ -92,7 +92,7 @@ Outcome handleStartListening(StubBridge& stub, BridgeScope scope) {
 
 Outcome handleSendMessage(StubBridge& stub, BridgeOutboundMessage message) {
   return emitMessage(stub, [&](BridgeInboundMessageEvent& event) {
-    return makeEchoMessage(stub.stamps, std::move(message), event);
+    return makeEchoMessage(stub.kept.stamps, std::move(message), event);
   });
 }
 

@@ -31,12 +31,14 @@ struct StubBridge {
   State connectionState = State::disconnected;
   LineSink write;
 
-  MessageStamps stamps = {};
-
-  // Kept, so that an answer allocates no memory for what was there before.
-  std::array<std::string, 3> stateLines = {};     ///< the report of each state, made by announce()
-  BridgeEnvelope message = BridgeInboundEvent{};  ///< the last one; the next one overwrites it
-  std::string line = {};                          ///< the last one, unless it was long
+  /// What is kept, so that an answer allocates no memory for what was there before.
+  struct Kept {
+    std::array<std::string, 3> stateLines;  ///< the report of each state, made by announce()
+    BridgeEnvelope message = BridgeInboundEvent{};  ///< the last one; the next one overwrites it
+    std::string line;                               ///< the last one, unless it was long
+    MessageStamps stamps;
+  };
+  Kept kept = {};
 };
 
 /// Encodes an envelope and writes its line.
