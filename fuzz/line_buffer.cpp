@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
+#include "plain_lines.h"
 #include "require.h"
-#include "tests/plain_lines.h"
 
 // For any bytes, read in any blocks: LineBuffer gives the same lines as a simple implementation
 // does for the whole input.

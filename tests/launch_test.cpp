@@ -16,6 +16,7 @@
 #include "process.h"
 #include "service/start_up.h"
 #include "table.h"
+#include "text/canonical.h"
 
 // Whether the service may start, what its arguments say, where a backend is looked for and what it
 // is started with.
@@ -69,6 +70,7 @@ TEST(LaunchAuthorization, needsTheSameLongTokenTwice) {
   for (const auto& [name, token, content, authorized] : cases) {
     EXPECT_EQ(isAuthorized(token, directory.file("token", content)), authorized) << name;
   }
+  EXPECT_FALSE(canonicallyEqual("\xFF\u00E9", "\uFFFD\u00E9"));
 }
 
 TEST(LaunchAuthorization, countsWhatAPersonSeesAsOneCharacter) {
