@@ -187,6 +187,18 @@ for asked, status, reason in (b"", 0, b""), (request("connect"), 1, b"Broken pip
         errors = b"[BridgeService] fatal error: %s\n" % reason
         assert (process.stderr.read(), process.wait()) == (errors if reason else b"", status)
 
+# The time is a new one when its second is over.
+with launched(service) as process:
+    assert [process.stdout.readline() for _ in greeting] == greeting
+    moments = set()
+    while len(moments) < 2:
+        now = time.strftime(TIME, time.gmtime())
+        process.stdin.write(send("") + b"\n")
+        process.stdin.flush()
+        [(_, _, moment)] = MADE_UP.findall(process.stdout.readline())
+        assert moment.decode() >= now, (moment, now)
+        moments.add(moment)
+
 # On streams in non-blocking mode the service waits: for bytes at first, then for room.
 (requests, to_service), (from_service, events) = os.pipe(), os.pipe()
 os.set_blocking(requests, False)
