@@ -38,38 +38,40 @@ Block load(const char* bytes) {
   return block;
 }
 
-/// The place of the first special byte in `block`, or the block's size.
+/// The block in words, with bits set in its special bytes only.
 template <Solidus solidus, typename Block>
-std::ptrdiff_t firstSpecial(Block block) {
-  auto isMarked = (block == '"') | (block == '\\') | (block < 0x20);
+auto markSpecial(Block block) {
+  auto marked = (block == '"') | (block == '\\') | (block < 0x20);
   if constexpr (solidus == Solidus::special) {
-    isMarked |= block == '/';
+    marked |= block == '/';
   }
-  const auto words = std::bit_cast<std::array<std::uint64_t, sizeof(Block) / 8>>(isMarked);
-  if (words.front() != 0) {
-    return std::countr_zero(words.front()) / 8;
-  }
-  return sizeOf<Block> - 8 + std::countr_zero(words.back()) / 8;
+  return std::bit_cast<std::array<std::uint64_t, sizeof(Block) / 8>>(marked);
 }
 
-/// Calls `use` with each block of [begin, end) and its place until one of them holds a special
+/// Calls `use` with each block of [begin, end) and its offset until one of them holds a special
 /// character, and returns the place of that character, or `end`. There must be at least one block.
 template <Solidus solidus, typename Block, typename Use>
 const char* findInBlocks(const char* begin, const char* end, Use use) {
-  const auto findFrom = [=](const char* from) {
+  const auto findFrom = [=](const char* from) -> const char* {
     const auto block = load<Block>(from);
     use(block, from - begin);
-    return from + firstSpecial<solidus>(block);
+    const auto words = markSpecial<solidus>(block);
+    if (words.front() != 0) {
+      return from + std::countr_zero(words.front()) / 8;
+    }
+    return words.back() != 0 ? from + sizeOf<Block> - 8 + std::countr_zero(words.back()) / 8
+                             : nullptr;
   };
-  const char* from = begin;
-  for (; end - from > sizeOf<Block>; from += sizeOf<Block>) {
-    if (const char* const found = findFrom(from); found != from + sizeOf<Block>) {
+  const char* const last = end - sizeOf<Block>;
+  for (const char* from = begin; from < last; from += sizeOf<Block>) {
+    if (const char* const found = findFrom(from); found != nullptr) {
       return found;
     }
   }
-  // The last bytes may be less than a block: look at the block that ends with them. Its other
-  // bytes are known to be plain.
-  return findFrom(end - sizeOf<Block>);
+  // The last bytes may be less than a block: look at the block that ends with them. Its other bytes
+  // are known to be plain.
+  const char* const found = findFrom(last);
+  return found != nullptr ? found : end;
 }
 
 /// The same for any number of bytes; those that fill no block are used one by one.

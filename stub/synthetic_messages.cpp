@@ -95,7 +95,7 @@ Outcome makeEchoMessage(MessageStamps& stamps, BridgeOutboundMessage message,
   event.conversationTitle = "Managed Bridge Echo";
   event.senderId = echoSenderId;
   event.senderDisplayName = stubSenderName;
-  event.text = std::move(message.text.insert(0, "echo: "));
+  event.text.assign("echo: ").append(message.text);
   event.timestampISO8601 = stamps.currentTimestamp();
   event.isDirectMessage = false;
   event.rawReference = echoSenderId;

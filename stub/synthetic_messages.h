@@ -31,8 +31,7 @@ class MessageStamps {
 [[nodiscard]] Outcome makeSelfTestMessage(MessageStamps& stamps, std::string title,
                                           BridgeInboundMessageEvent& event);
 
-/// Makes `event` the echo of a sent message. Takes its strings over instead of copying them, as the
-/// text may be large.
+/// Makes `event` the echo of a sent message.
 [[nodiscard]] Outcome makeEchoMessage(MessageStamps& stamps, BridgeOutboundMessage message,
                                       BridgeInboundMessageEvent& event);
 
