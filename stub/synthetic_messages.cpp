@@ -1,6 +1,5 @@
 #include "stub/synthetic_messages.h"
 
-#include <array>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -53,17 +52,15 @@ Outcome MessageStamps::newMessageId(std::string& id) {
   }
   (*bytes)[6] = static_cast<std::uint8_t>(((*bytes)[6] & 0x0FU) | 0x40U);  // version 4
   (*bytes)[8] = static_cast<std::uint8_t>(((*bytes)[8] & 0x3FU) | 0x80U);  // the standard variant
-  // The places of the hyphens are never written to.
-  constexpr std::array<std::uint8_t, 16> places{0,  2,  4,  6,  9,  11, 14, 16,
-                                                19, 21, 24, 26, 28, 30, 32, 34};
-  std::array<char, 36> text;
-  text.fill('-');
-  for (std::size_t index = 0; index < places.size(); ++index) {
-    const std::uint8_t byte = (*bytes)[index];
-    text[places[index]] = hexDigits[byte >> 4U];
-    text[places[index] + 1U] = hexDigits[byte & 0xFU];
+  id = "00000000-0000-0000-0000-000000000000";
+  auto to = id.begin();
+  for (const std::uint8_t byte : *bytes) {
+    if (*to == '-') {
+      ++to;
+    }
+    *to++ = hexDigits[byte >> 4U];
+    *to++ = hexDigits[byte & 0xFU];
   }
-  id.assign(text.data(), text.size());
   return {};
 }
 
