@@ -1,6 +1,5 @@
 #include "backend/backend_proxy.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <utility>
@@ -61,19 +60,10 @@ Outcome ManagedBridgeBackendProxy::start() {
   return {};
 }
 
-std::expected<void, Error> ManagedBridgeBackendProxy::send(const MessageLine& line) {
+std::expected<void, Error> ManagedBridgeBackendProxy::sendRest(std::string_view bytes) {
   if (process_ == nullptr) {
     return std::unexpected(notRunning());
   }
-  const std::ptrdiff_t count = writeSome(stdinHandle_.get(), line.terminated);
-  const auto written = static_cast<std::size_t>(std::max<std::ptrdiff_t>(count, 0));
-  if (written == line.terminated.size()) {
-    return {};
-  }
-  return sendRest(line.terminated.substr(written));
-}
-
-std::expected<void, Error> ManagedBridgeBackendProxy::sendRest(std::string_view bytes) {
   // Kept open here, though handleTermination closes stdinHandle_: when the backend exits while the
   // line is being written, one more write tells EPIPE (transportFailed) from a full pipe
   // (backendNotRunning).

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <expected>
 #include <string>
@@ -8,6 +9,7 @@
 #include "backend/conversation.h"
 #include "platform/failure.h"
 #include "platform/fd.h"
+#include "platform/io.h"
 #include "platform/process.h"
 #include "protocol/line_buffer.h"
 
@@ -48,7 +50,16 @@ class ManagedBridgeBackendProxy {
   /// Writes the line to the backend. Waits for the backend to read, as long as it runs. After a
   /// failed write it waits up to 250 ms for the backend's exit, so that the exit is reported before
   /// the failure.
-  [[nodiscard]] std::expected<void, ManagedBridgeBackendProxyError> send(const MessageLine& line);
+  [[nodiscard]] std::expected<void, ManagedBridgeBackendProxyError> send(const MessageLine& line) {
+    // Inline, like writeSome: without these two calls lines are forwarded 1.06 times as fast.
+    const std::ptrdiff_t count =
+        process_ == nullptr ? 0 : writeSome(stdinHandle_.get(), line.terminated);
+    const auto written = static_cast<std::size_t>(std::max<std::ptrdiff_t>(count, 0));
+    if (written == line.terminated.size()) {
+      return {};
+    }
+    return sendRest(line.terminated.substr(written));
+  }
 
   /// Closes the backend's input and sends it SIGTERM. Of its output, only what it has written so
   /// far is relayed. An exit before this call is still reported. Does not wait.

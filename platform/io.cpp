@@ -5,14 +5,10 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <climits>
 
 namespace ferncrest {
 
 namespace {
-
-// macOS fails with EINVAL when one call is to transfer more.
-constexpr std::size_t mostAtOnce = INT_MAX;
 
 // Whether to try a read or write again that failed with `errorNumber`. After EAGAIN this waits
 // until `fd` is ready.
@@ -43,15 +39,6 @@ std::expected<std::size_t, Failure> readSome(int fd, std::span<char> buffer) {
     const int errorNumber = errno;
     if (!isWorthRetrying(errorNumber, fd, POLLIN)) {
       return std::unexpected(systemFailure(errorNumber));
-    }
-  }
-}
-
-std::ptrdiff_t writeSome(int fd, std::string_view bytes) {
-  for (;;) {
-    const ssize_t count = ::write(fd, bytes.data(), std::min(bytes.size(), mostAtOnce));
-    if (count >= 0 || errno != EINTR) {
-      return count >= 0 ? count : -errno;
     }
   }
 }

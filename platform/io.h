@@ -1,5 +1,10 @@
 #pragma once
 
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
 #include <cstddef>
 #include <expected>
 #include <span>
@@ -8,6 +13,9 @@
 #include "platform/failure.h"
 
 namespace ferncrest {
+
+/// The most bytes in one read or write: macOS fails with EINVAL when there are more.
+inline constexpr std::size_t mostAtOnce = INT_MAX;
 
 /// Reads into `buffer` and gives the number of bytes, 0 at the end of input. Waits until there is
 /// something to read, also on a descriptor in non-blocking mode; goes on after EINTR. Fails with
@@ -21,7 +29,14 @@ namespace ferncrest {
 
 /// Writes as many of the first bytes as one write() takes, which on a descriptor in non-blocking
 /// mode does not wait. Gives their number, or a negated errno value. Goes on after EINTR.
-[[nodiscard]] std::ptrdiff_t writeSome(int fd, std::string_view bytes);
+[[nodiscard]] inline std::ptrdiff_t writeSome(int fd, std::string_view bytes) {
+  for (;;) {
+    const ssize_t count = ::write(fd, bytes.data(), std::min(bytes.size(), mostAtOnce));
+    if (count >= 0 || errno != EINTR) {
+      return count >= 0 ? count : -errno;
+    }
+  }
+}
 
 /// Whether a read from `fd` would return at once, with data, end of input or an error.
 bool isReadable(int fd);
