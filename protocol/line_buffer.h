@@ -47,6 +47,7 @@ class LineBuffer {
  private:
   std::optional<std::string_view> nextRawLine();
   MessageLine terminate(std::string_view text);
+  void validate();
   void moveToFront();
 
   static constexpr std::size_t usualCapacity = std::size_t{128} << 10U;
@@ -54,6 +55,7 @@ class LineBuffer {
   ByteBuffer buffer_{usualCapacity};
   std::size_t begin_ = 0;     // of the bytes that are in no line yet
   std::size_t searched_ = 0;  // up to here they hold no line feed
+  std::size_t valid_ = 0;     // up to here they are valid UTF-8; between calls not below begin_
   std::size_t end_ = 0;       // of the bytes added; always below the capacity
   bool ended_ = false;
   std::string repaired_;

@@ -76,22 +76,6 @@ std::size_t asciiPrefixLength(std::string_view bytes) {
                                                                                : length;
 }
 
-// The length of the well-formed text at the front.
-std::size_t wellFormedLength(std::string_view bytes) {
-  std::size_t length = asciiPrefixLength(bytes);
-  while (length < bytes.size()) {
-    const Utf8Step step = utf8StepAt(bytes.substr(length));
-    if (!step.wellFormed) {
-      break;
-    }
-    length += step.length;
-    if (step.length == 1) {
-      length += asciiPrefixLength(bytes.substr(length));
-    }
-  }
-  return length;
-}
-
 }  // namespace
 
 Utf8Step utf8StepAt(std::string_view bytes) {
@@ -118,6 +102,21 @@ bool isAscii(std::string_view bytes) {
   bytes.remove_prefix(asciiPrefixLength(bytes));
   return std::ranges::all_of(bytes,
                              [](char byte) { return static_cast<std::uint8_t>(byte) < 0x80; });
+}
+
+std::size_t wellFormedLength(std::string_view bytes) {
+  std::size_t length = asciiPrefixLength(bytes);
+  while (length < bytes.size()) {
+    const Utf8Step step = utf8StepAt(bytes.substr(length));
+    if (!step.wellFormed) {
+      break;
+    }
+    length += step.length;
+    if (step.length == 1) {
+      length += asciiPrefixLength(bytes.substr(length));
+    }
+  }
+  return length;
 }
 
 bool isValidUtf8(std::string_view bytes) {

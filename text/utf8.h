@@ -18,8 +18,10 @@ Utf8Step utf8StepAt(std::string_view bytes);
 
 /// Whether every byte is below 0x80.
 bool isAscii(std::string_view bytes);
-/// Whether all of `bytes` is well-formed: no overlong forms, surrogates or code points above
-/// U+10FFFF.
+/// The length of the well-formed text at the front: no overlong forms, surrogates or code points
+/// above U+10FFFF.
+std::size_t wellFormedLength(std::string_view bytes);
+/// Whether all of `bytes` is well-formed.
 bool isValidUtf8(std::string_view bytes);
 
 /// `bytes` with one U+FFFD in place of each maximal ill-formed subpart.
