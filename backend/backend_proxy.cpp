@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <thread>
 #include <utility>
 
 #include "backend/launch_configuration.h"
@@ -68,6 +69,9 @@ std::expected<void, Error> ManagedBridgeBackendProxy::sendRest(std::string_view 
   // line is being written, one more write tells EPIPE (transportFailed) from a full pipe
   // (backendNotRunning).
   Fd input = std::move(stdinHandle_);
+  // The backend may only be waiting for this processor. To poll its pipe before it has read would
+  // cost more than this: once a pipe has been polled, Linux takes longer for every write to it.
+  std::this_thread::yield();
   while (!bytes.empty()) {
     const std::ptrdiff_t count = writeSome(input.get(), bytes);
     if (count >= 0) {
