@@ -101,6 +101,17 @@ TEST(Encode, writesEachMemberUnderItsName) {
   }
 }
 
+TEST(Encode, hasRoomForTheLongestEscapes) {
+  for (const std::size_t count : {1, 20, 256, 257, 100'000}) {
+    std::string escaped;
+    for (std::size_t index = 0; index < count; ++index) {
+      escaped += "\\u001f";
+    }
+    EXPECT_EQ(encodeEnvelope(BridgeErrorEvent{std::string(count, '\x1F')}),
+              R"({"error":{"_0":{"message":")" + escaped + R"("}}})");
+  }
+}
+
 TEST(LineBuffer, holdsTheMemoryOfALongLineNoLongerThanAsked) {
   LineBuffer buffer;
   const std::size_t usual = buffer.room().size();
