@@ -1,235 +1,104 @@
 #include <dlfcn.h>
 #include <fcntl.h>
-#include <poll.h>
-#include <spawn.h>
-#include <sys/ioctl.h>
-#include <sys/mman.h>
-#include <sys/random.h>
-#include <sys/stat.h>
-#include <sys/syscall.h>
-#include <sys/uio.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
-#include <cstdarg>
-#include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <random>
 
 // Loaded into the service before the system's libraries: from BAD_DAY_SEED on, calls are slow,
-// interrupted and give less than was asked for; the call number BAD_DAY_FAILS of those that can
-// fail does, and its name is written to the file BAD_DAY_REPORT; calls whose names are in
-// BAD_DAY_REFUSES are refused, as a sandbox refuses them.
+// interrupted and give less than was asked for; calls whose names are in BAD_DAY_REFUSES are
+// refused, after the first BAD_DAY_SPARES of them, as by a sandbox or for want of something.
 
 namespace {
 
-std::uint64_t seed = 0;
-long failing = 0;
-const char* report = "";
-const char* refused = "";
-std::uint64_t draws = 0;
-long calls = 0;
+// What can happen to a call.
+struct Mood {
+  bool transfers = false;   // is interrupted, and finds a non-blocking descriptor not ready
+  bool waits = false;       // is interrupted
+  std::size_t timeout = 0;  // the argument that is 0 when it does not wait after all
+  std::size_t size = 0;     // the argument that says how many bytes
+  int refusal = 0;
+  long oneRefused = 0;        // in so many
+  bool returnsError = false;  // instead of -1
+};
+
+using Arguments = std::array<long, 6>;
 
 const char* setting(const char* name) {
   const char* const value = ::getenv(name);
   return value == nullptr ? "" : value;
 }
 
-[[gnu::constructor]] void begin() {
-  failing = std::atol(setting("BAD_DAY_FAILS"));
-  report = setting("BAD_DAY_REPORT");
-  refused = setting("BAD_DAY_REFUSES");
-  seed = static_cast<std::uint64_t>(std::atol(setting("BAD_DAY_SEED")));
-  ::unsetenv("LD_PRELOAD");  // a backend has a good day
+const int seed = std::atoi(setting("BAD_DAY_SEED"));
+const int forBackend = ::unsetenv("LD_PRELOAD");  // which has a good day
+int spared = std::atoi(setting("BAD_DAY_SPARES"));
+std::mt19937 dice(static_cast<unsigned>(seed));
+
+long draw(long bound) {
+  return static_cast<long>(dice()) % bound;
 }
 
-// Calls the system's function of this name and type.
-template <typename Function, typename... Arguments>
-auto pass(Function* /*type*/, const char* name, Arguments... arguments) {
-  return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name))(arguments...);
+bool happens(long oneIn) {
+  return seed != 0 && oneIn != 0 && draw(oneIn) == 0;
 }
 
-std::uint64_t draw(std::uint64_t bound) {
-  std::uint64_t bits = seed + 0x9E3779B97F4A7C15U * ++draws;
-  bits = (bits ^ (bits >> 30U)) * 0xBF58476D1CE4E5B9U;
-  bits = (bits ^ (bits >> 27U)) * 0x94D049BB133111EBU;
-  return (bits ^ (bits >> 31U)) % bound;
+// 0, or the errno value with which the call fails.
+int faultOf(const char* name, const Mood& mood, const Arguments& arguments) {
+  const bool waits = mood.timeout == 0 || static_cast<int>(arguments[mood.timeout]) != 0;
+  if ((mood.transfers || mood.waits) && waits && happens(6)) {
+    return EINTR;
+  }
+  if (mood.transfers && happens(6) &&
+      (::fcntl(static_cast<int>(arguments[0]), F_GETFL) & O_NONBLOCK) != 0) {
+    return EAGAIN;
+  }
+  const bool isNamed =
+      mood.refusal != 0 && std::strstr(setting("BAD_DAY_REFUSES"), name) != nullptr;
+  return (isNamed && --spared < 0) || happens(mood.oneRefused) ? mood.refusal : 0;
 }
 
-bool happens(std::uint64_t oneIn) {
-  return seed != 0 && draw(oneIn) == 0;
-}
-
-void dawdle() {
-  const int errorNumber = errno;
+long call(const char* name, const Mood& mood, Arguments arguments) {
   if (happens(8)) {
     ::usleep(static_cast<useconds_t>(draw(3000)));
   }
-  errno = errorNumber;
-}
-
-std::size_t someOf(std::size_t count) {
-  return count > 1 && happens(3) ? 1 + draw(count) : count;
-}
-
-bool isInterrupted() {
-  dawdle();
-  if (!happens(6)) {
-    return false;
+  if (const int fault = faultOf(name, mood, arguments); fault != 0) {
+    errno = fault;
+    return mood.returnsError ? fault : -1;
   }
-  errno = EINTR;
-  return true;
-}
-
-bool isRefused(const char* call, std::uint64_t oneIn) {
-  if (std::strstr(refused, call) == nullptr && !happens(oneIn)) {
-    return false;
+  long& size = arguments[mood.size];
+  if (mood.size != 0 && size > 1 && happens(3)) {
+    size = 1 + draw(size);
   }
-  errno = EPERM;
-  return true;
-}
-
-bool cannotTransfer(int fd) {
-  if (isInterrupted()) {
-    return true;
-  }
-  if (!happens(6) || (::fcntl(fd, F_GETFL) & O_NONBLOCK) == 0) {
-    return false;
-  }
-  errno = EAGAIN;
-  return true;
-}
-
-bool fails(const char* call, int errorNumber) {
-  dawdle();
-  if (failing == 0 || ++calls != failing) {
-    return false;
-  }
-  const long file = ::syscall(SYS_openat, AT_FDCWD, report, O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
-  ::syscall(SYS_write, file, call, std::strlen(call));
-  errno = errorNumber;
-  return true;
+  const auto [a, b, c, d, e, f] = arguments;
+  return reinterpret_cast<decltype(&::syscall)>(::dlsym(RTLD_NEXT, name))(a, b, c, d, e, f);
 }
 
 }  // namespace
 
-extern "C" {
-
-ssize_t read(int fd, void* buffer, std::size_t count) {
-  return cannotTransfer(fd) ? -1 : pass(&::read, "read", fd, buffer, someOf(count));
-}
-
-ssize_t write(int fd, const void* buffer, std::size_t count) {
-  return cannotTransfer(fd) ? -1 : pass(&::write, "write", fd, buffer, someOf(count));
-}
-
-// What reads without waiting, into one block.
-ssize_t preadv2(int fd, const iovec* blocks, int count, off_t offset, int flags) {
-  if (cannotTransfer(fd) || isRefused("preadv2", 8)) {
-    return -1;
+// Stands in front of the system's function of this name. All those below take up to six arguments
+// in registers, whatever their types are.
+#define INTERCEPT(name, ...)                                                             \
+  extern "C" long bad_##name(long a, long b, long c, long d, long e, long f) asm(#name); \
+  long bad_##name(long a, long b, long c, long d, long e, long f) {                      \
+    return call(#name, {__VA_ARGS__}, {a, b, c, d, e, f});                               \
   }
-  const iovec block{.iov_base = blocks->iov_base, .iov_len = someOf(blocks->iov_len)};
-  return pass(&::preadv2, "preadv2", fd, &block, count, offset, flags);
-}
 
-ssize_t splice(int in, off64_t* inOffset, int out, off64_t* outOffset, std::size_t count,
-               unsigned flags) {
-  if (isInterrupted()) {
-    return -1;
-  }
-  if (isRefused("splice", 30)) {
-    errno = EINVAL;
-    return -1;
-  }
-  return pass(&::splice, "splice", in, inOffset, out, outOffset, someOf(count), flags);
-}
-
-// Only a wait is interrupted: what is ready already is told.
-int poll(pollfd* waiting, nfds_t count, int timeout) {
-  const int ready = pass(&::poll, "poll", waiting, count, 0);
-  if (ready == 0 && isInterrupted()) {
-    return -1;
-  }
-  const int result = ready != 0 ? ready : pass(&::poll, "poll", waiting, count, timeout);
-  dawdle();
-  return result;
-}
-
-long syscall(long number, ...) noexcept {
-  std::va_list rest;
-  va_start(rest, number);
-  std::array<long, 6> values{};
-  for (long& value : values) {
-    value = va_arg(rest, long);
-  }
-  va_end(rest);
-  dawdle();
-  if (number == SYS_pidfd_open && isRefused("pidfd_open", 3)) {
-    return -1;
-  }
-  return pass(&::syscall, "syscall", number, values[0], values[1], values[2], values[3], values[4],
-              values[5]);
-}
-
-int ioctl(int fd, unsigned long request, ...) noexcept {
-  std::va_list rest;
-  va_start(rest, request);
-  void* const value = va_arg(rest, void*);
-  va_end(rest);
-  return isRefused("ioctl", 4) ? -1 : pass(&::ioctl, "ioctl", fd, request, value);
-}
-
-pid_t waitpid(pid_t pid, int* status, int options) {
-  return isInterrupted() ? -1 : pass(&::waitpid, "waitpid", pid, status, options);
-}
-
-int posix_spawn(pid_t* pid, const char* path, const posix_spawn_file_actions_t* actions,
-                const posix_spawnattr_t* attributes, char* const* arguments,
-                char* const* environment) {
-  return fails("posix_spawn", EAGAIN) ? EAGAIN
-                                      : pass(&::posix_spawn, "posix_spawn", pid, path, actions,
-                                             attributes, arguments, environment);
-}
-
-int posix_spawn_file_actions_adddup2(posix_spawn_file_actions_t* actions, int fd,
-                                     int newFd) noexcept {
-  return fails("adddup2", ENOMEM) ? ENOMEM
-                                  : pass(&::posix_spawn_file_actions_adddup2,
-                                         "posix_spawn_file_actions_adddup2", actions, fd, newFd);
-}
-
-int pipe2(int* ends, int flags) noexcept {
-  return fails("pipe2", EMFILE) ? -1 : pass(&::pipe2, "pipe2", ends, flags);
-}
-
-int mkdir(const char* path, mode_t mode) noexcept {
-  return fails("mkdir", ENOSPC) ? -1 : pass(&::mkdir, "mkdir", path, mode);
-}
-
-int open(const char* path, int flags, ...) {
-  std::va_list rest;
-  va_start(rest, flags);
-  const auto mode = va_arg(rest, mode_t);
-  va_end(rest);
-  return fails("open", EMFILE) ? -1 : pass(&::open, "open", path, flags, mode);
-}
-
-void* mmap(void* address, std::size_t size, int protection, int flags, int fd,
-           off_t offset) noexcept {
-  return fails("mmap", ENOMEM)
-             ? MAP_FAILED
-             : pass(&::mmap, "mmap", address, size, protection, flags, fd, offset);
-}
-
-void* mremap(void* address, std::size_t size, std::size_t newSize, int flags, ...) noexcept {
-  return fails("mremap", ENOMEM) ? MAP_FAILED
-                                 : pass(&::mremap, "mremap", address, size, newSize, flags);
-}
-
-int getentropy(void* buffer, std::size_t size) {
-  return fails("getentropy", EIO) ? -1 : pass(&::getentropy, "getentropy", buffer, size);
-}
-
-}  // extern "C"
+INTERCEPT(read, .transfers = true, .size = 2)
+INTERCEPT(write, .transfers = true, .size = 2)
+INTERCEPT(preadv2, .transfers = true, .refusal = EPERM, .oneRefused = 4)  // without waiting
+INTERCEPT(splice, .waits = true, .size = 4, .refusal = EINVAL, .oneRefused = 30)
+INTERCEPT(poll, .waits = true, .timeout = 2)
+INTERCEPT(waitpid, .waits = true)
+INTERCEPT(ioctl, .refusal = EPERM, .oneRefused = 4)
+INTERCEPT(syscall, .refusal = EPERM, .oneRefused = 3)  // pidfd_open
+INTERCEPT(open, .refusal = EMFILE)
+INTERCEPT(pipe2, .refusal = EMFILE)
+INTERCEPT(mkdir, .refusal = ENOSPC)
+INTERCEPT(mmap, .refusal = ENOMEM)
+INTERCEPT(mremap, .refusal = ENOMEM)
+INTERCEPT(getentropy, .refusal = EIO)
+INTERCEPT(posix_spawn_file_actions_adddup2, .refusal = ENOMEM, .returnsError = true)
+INTERCEPT(posix_spawn, .refusal = EAGAIN, .returnsError = true)

@@ -4,7 +4,7 @@
 
 #include <csignal>
 #include <string>
-#include <utility>
+#include <vector>
 
 #include "process.h"
 
@@ -39,11 +39,11 @@ inline std::string fallbackLine(const std::string& path, const std::string& reas
   return "[BridgeService] Delegated backend launch failed at " + path + ": " + reason + "\n";
 }
 
-inline std::string brokenPipeLine(const std::string& path) {
+inline std::string brokenPipeLine(const std::string& path = "$0") {
   return fallbackLine(path, "Managed bridge backend transport failed: Broken pipe");
 }
 
-inline std::string notRunningLine(const std::string& path) {
+inline std::string notRunningLine(const std::string& path = "$0") {
   return fallbackLine(path, "Managed bridge backend is not running at " + path + ".");
 }
 
@@ -55,37 +55,56 @@ inline std::string exitReport(int status) {
          "{\"error\":{\"_0\":{\"message\":" + message + "}}}\n";
 }
 
-/// Whether a process with this number is there, be it a zombie.
-inline bool exists(pid_t pid) {
-  return ::kill(pid, 0) == 0;
-}
-
-/// A process that a script told the number of, ended with the test.
-class Guest {
- public:
-  explicit Guest(const std::string& line) : pid_(std::stoi(line)) {}
-  Guest(const Guest&) = delete;
-  Guest& operator=(const Guest&) = delete;
-  ~Guest() { end(); }
-  void end() {
-    if (pid_ > 0) {
-      ::kill(std::exchange(pid_, 0), SIGKILL);
-    }
-  }
-
- private:
-  pid_t pid_;
-};
-
 /// Whether the process whose number a script wrote on this line ends.
 inline bool ends(const std::string& line) {
-  return eventually([pid = std::stoi(line)] { return !exists(pid); });
+  return eventually([pid = std::stoi(line)] { return ::kill(pid, 0) != 0; });
 }
 
-/// The host sends two lines, the second of which the stub answers that has taken over.
-inline void expectTakeover(Service& service) {
-  service.write("not delivered\n" + connectRequest);
-  service.expect(takeover);
+/// What the host writes, and what it then reads.
+struct Exchange {
+  std::string requests;
+  std::string output;
+  std::string errors = "";
+};
+
+/// The stub takes over after a line that was not delivered, and answers the next one.
+inline Exchange takenOver(const std::string& errors = notRunningLine()) {
+  return {"not delivered\n" + connectRequest, takeover, errors};
+}
+
+inline void expectExchange(Service& service, const Exchange& exchange) {
+  service.write(exchange.requests);
+  service.expect(exchange.output);
+  service.expectErrors(exchange.errors);
+}
+
+/// A whole conversation: its exchanges in turn, and then nothing but the end.
+struct Scenario {
+  std::string name;
+  Launch launch;
+  std::vector<Exchange> exchanges;
+  int status = 0;
+};
+
+inline void expectEach(const std::vector<Scenario>& scenarios) {
+  for (const auto& [name, launch, exchanges, status] : scenarios) {
+    SCOPED_TRACE(name);
+    Service service(launch);
+    for (const Exchange& exchange : exchanges) {
+      expectExchange(service, exchange);
+    }
+    service.expectEnd("", "", status);
+  }
+}
+
+/// Sets a service up with every signal ignored and blocked.
+inline const std::string noSignals =
+    "exec python3 -c 'import os, sys; from signal import *; all = valid_signals() - {SIGKILL, "
+    "SIGSTOP}; [signal(one, SIG_IGN) for one in all]; pthread_sigmask(SIG_BLOCK, all); "
+    "os.execv(sys.argv[1], sys.argv[1:])' \"$0\" \"$@\"";
+
+inline std::string zeros(std::size_t count) {
+  return std::string(count, '\0');
 }
 
 }  // namespace ferncrest::testing

@@ -152,8 +152,8 @@ TEST(BackendLocation, prefersTheBackendBesideTheService) {
   fs::copy_file(SERVICE_PATH, directory.path("service"));
   static_cast<void>(directory.file("FerncrestManagedWhatsAppBackend",
                                    "#!/bin/sh\npwd; rm service; echo found; exec cat\n", 0700));
-  Service service({.inChild = [&] { fs::current_path(directory.path()); },
-                   .executable = directory.path("service")});
+  Service service(
+      {.setUp = "cd '" + directory.path() + "'", .executable = directory.path("service")});
   EXPECT_EQ(service.readLine(), directory.path() + "\n");
   EXPECT_EQ(service.readLine(), "found\n");
 }

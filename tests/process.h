@@ -2,7 +2,6 @@
 
 #include <sys/types.h>
 
-#include <array>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -34,26 +33,27 @@ class TemporaryDirectory {
 /// then.
 enum class StreamKind { pipe, nonBlockingPipe, socket, terminal };
 
+/// What one read gives, however little.
+std::string readPiece(int fd, std::size_t most);
+
+/// So many bytes, or fewer at the end of the stream or, if asked for, of a line.
+std::string readFrom(int fd, std::size_t most = std::string::npos, bool stopsAtLine = false);
+
+/// How to start the service.
+struct Launch {
+  std::string script = "";  ///< the backend, for the shell unless it begins with "#!"
+  std::vector<std::string> arguments = {};
+  Environment environment = {};  ///< besides the launch token
+  StreamKind streams = StreamKind::pipe;
+  std::string setUp = "";  ///< for the shell that then becomes the service: odd conditions
+  std::string executable = SERVICE_PATH;
+};
+
 /// The service as a host runs it, with its three streams. Every wait has a deadline that ends the
-/// test; a service that still runs at the end is killed.
+/// test. At the end whatever still runs is killed: the service, backends and what they started.
 class Service {
  public:
-  struct Launch {
-    std::string script = "";  ///< for the shell, as the backend; none without one
-    std::vector<std::string> arguments = {};
-    Environment environment = {};  ///< besides the launch token
-    StreamKind streams = StreamKind::pipe;
-    bool keepsStreams =
-        false;  ///< the service's ends too, so that none of them ever breaks or ends
-    std::function<void()> inChild = {};  ///< odd conditions to set before the program starts
-    bool authorized = true;
-    std::string executable = SERVICE_PATH;
-  };
-
-  Service() : Service(Launch{}) {}
-  explicit Service(const Launch& launch);
-  Service(const Service&) = delete;
-  Service& operator=(const Service&) = delete;
+  explicit Service(const Launch& launch = {});
   ~Service();
 
   /// The path of the script, or of a file beside it with this ending.
@@ -62,58 +62,39 @@ class Service {
   /// Fails silently when the service no longer reads.
   void write(std::string_view bytes) const;
   void closeInput() { input_.reset(); }
-  void closeOutput() { output_.fd.reset(); }
+  void closeOutput() { output_.reset(); }
 
-  /// The next bytes of standard output, or of standard error, are these.
-  void expect(std::string_view output) { expect(output_, output); }
-  void expectErrors(std::string_view errors) { expect(errors_, errors); }
+  /// The next bytes of standard output, or of standard error, are these. In errors, $0 stands for
+  /// the path of the script.
+  void expect(std::string_view output);
+  void expectErrors(const std::string& errors);
   /// After the end of the input: all that is left of the two, and the exit status, or the negated
   /// number of the signal that ended the service.
-  void expectEnd(std::string_view output, std::string_view errors = "", int status = 0);
+  void expectEnd(std::string_view output, const std::string& errors = "", int status = 0);
 
   /// Up to and including the next line feed, or to the end.
-  std::string readLine() { return readLine(output_); }
-  std::string readErrorLine() { return readLine(errors_); }
+  std::string readLine() { return readFrom(outputFd(), std::string::npos, true); }
+  std::string readErrorLine() { return readFrom(errorsFd(), std::string::npos, true); }
   /// What is left of standard output until every writer has closed it.
-  std::string readRest() { return readRest(output_); }
-  std::string readErrors() { return readRest(errors_); }
-  /// What one read gives, however little.
-  std::string readPiece(std::size_t most, bool ofErrors = false);
+  std::string readRest() { return readFrom(outputFd()); }
+  std::string readErrors() { return readFrom(errorsFd()); }
 
   /// Waits for the end: the status as above.
   int wait();
-  /// After the end: the processor time that the service used, in seconds.
-  [[nodiscard]] double processorSeconds() const { return processorSeconds_; }
 
-  /// Where they are kept, the service's ends.
-  [[nodiscard]] int kept(int stream) const {
-    return kept_.at(static_cast<std::size_t>(stream)).get();
-  }
-  [[nodiscard]] int outputFd() const { return output_.fd.get(); }
-  [[nodiscard]] int errorsFd() const { return errors_.fd.get(); }
+  [[nodiscard]] int outputFd() const { return output_.get(); }
+  [[nodiscard]] int errorsFd() const { return errors_.get(); }
   [[nodiscard]] pid_t pid() const { return pid_; }
 
  private:
-  // A stream of the service, with what was read of it but not yet asked for.
-  struct Stream {
-    Fd fd;
-    std::string ahead = "";
-
-    bool readMore();
-    std::string take(std::size_t count);
-  };
-
-  static std::string readLine(Stream& stream);
-  static std::string readRest(Stream& stream);
-  static void expect(Stream& stream, std::string_view bytes);
+  [[nodiscard]] std::string withPath(const std::string& errors) const;
 
   TemporaryDirectory directory_;
   Fd input_;
-  std::array<Fd, 3> kept_;
-  Stream output_;
-  Stream errors_;
+  Fd output_;
+  Fd errors_;
+  pid_t group_ = -1;
   pid_t pid_ = -1;
-  double processorSeconds_ = 0;
 };
 
 /// Bytes that wait in a pipe or socket, asked at its read end.
