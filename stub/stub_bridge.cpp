@@ -61,8 +61,9 @@ Outcome emitEnvelope(StubBridge& stub, const BridgeEnvelope& envelope) {
   encodeEnvelopeLine(envelope, stub.kept.line);
   Outcome written = stub.write(stub.kept.line);
   if (stub.kept.line.capacity() > usualCapacity) {
-    std::string().swap(stub.kept.line);  // an assignment would keep its memory
-    stub.kept.message = BridgeInboundEvent{};
+    // An assignment would keep the memory.
+    std::string().swap(stub.kept.line);
+    stub.kept.message.emplace<BridgeInboundEvent>();
   }
   return written;
 }

@@ -64,6 +64,11 @@ TEST(HostileEnvironment, isAnsweredOrRefusedInWords) {
   expectExchange(service, {"line\n", "line\n"});  // on errors the shell may complain, too
 }
 
+TEST(HostileEnvironment, endsThoughNobodyReadsWhy) {
+  Service service({.setUp = "unset FERNCREST_HELPER_LAUNCH_TOKEN; head -c 65536 /dev/zero >&2"});
+  EXPECT_EQ(service.wait(), 64);
+}
+
 TEST(HostileEnvironment, fallsBackFromABackendThatCannotStart) {
   const TemporaryDirectory directory;
   expectEach({
@@ -77,13 +82,21 @@ TEST(HostileEnvironment, givesTheMemoryOfALongLineBack) {
   if (isSanitized) {
     GTEST_SKIP();
   }
-  using Row = std::pair<std::string, std::string>;
-  for (const auto& [script, end] :
-       {Row{"", "\n"}, Row{"", "\xFF\n"}, Row{"exec cat >/dev/null", "\n"}}) {
-    SCOPED_TRACE(script + " " + end);
+  constexpr std::size_t size = std::size_t{30} << 20U;
+  const std::string send =
+      "{\"sendMessage\":{\"_0\":{\"platform\":\"whatsapp\",\"message\":"
+      "{\"conversationId\":\"c\",\"text\":\"";
+  const std::tuple<std::string, std::string, std::string, std::size_t> rows[] = {
+      {"", "", "\n", 0},
+      {"", "", "\xFF\n", 0},
+      {"", send, "\"}}}}\n", size},
+      {"exec cat >/dev/null", "", "\n", 0}};
+  for (const auto& [script, begin, end, answer] : rows) {
+    SCOPED_TRACE(script + begin + end);
     Service service({.script = script});
     // Almost all of it has been read when the write returns.
-    service.write(std::string(std::size_t{30} << 20U, 'x') + end);
+    service.write(begin + std::string(size, 'x') + end);
+    EXPECT_EQ(readFrom(service.outputFd(), answer).size(), answer);
     EXPECT_TRUE(eventually([&] {
       const std::string pages =
           readFile("/proc/" + std::to_string(service.pid()) + "/statm").value();
