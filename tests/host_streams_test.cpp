@@ -113,8 +113,10 @@ TEST(HostStreams, getALongDiagnosticInOnePiece) {
 }
 
 TEST(HostStreams, thatCanNeverBeReadyStallNothing) {
+  // Output is the end of a pipe for reading, and the pipe never breaks.
   Service service(
-      {.script = "echo $$ >&2; read go; head -c 1000000 /dev/zero; exit 3", .setUp = "exec 1<&0"});
+      {.script = "echo $$ >&2; read go; head -c 1000000 /dev/zero; exit 3",
+       .setUp = "cd \"${FERNCREST_HELPER_LAUNCH_TOKEN_FILE%token}\"; mkfifo p; exec 9<>p 1<p"});
   service.write("go\n");
   ASSERT_TRUE(ends(service.readErrorLine()));
   service.write("not delivered\n");
