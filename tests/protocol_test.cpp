@@ -102,7 +102,7 @@ TEST(Encode, writesEachMemberUnderItsName) {
 }
 
 TEST(Encode, hasRoomForTheLongestEscapes) {
-  for (const std::size_t count : {1, 20, 256, 257, 100'000}) {
+  for (const std::size_t count : std::initializer_list<std::size_t>{1, 20, 256, 257, 100'000}) {
     std::string escaped;
     for (std::size_t index = 0; index < count; ++index) {
       escaped += "\\u001f";
