@@ -17,7 +17,7 @@ target_include_directories(ferncrest_settings INTERFACE "$<BUILD_INTERFACE:${PRO
 target_compile_options(ferncrest_settings INTERFACE "$<BUILD_INTERFACE:-Wall;-Wextra;-Wpedantic>"
   "$<BUILD_INTERFACE:-Wconversion;-Wshadow;-fstack-protector-strong>"
   # Without it, g++ does not inline public functions, which a shared library could replace.
-  "$<BUILD_INTERFACE:-fno-semantic-interposition>")
+  "$<BUILD_INTERFACE:$<$<CXX_COMPILER_ID:GNU>:-fno-semantic-interposition>>")
 # Cheap run-time checks in the standard libraries of g++ and clang.
 target_compile_definitions(ferncrest_settings INTERFACE
   "$<BUILD_INTERFACE:_GLIBCXX_ASSERTIONS>"
