@@ -30,7 +30,8 @@ struct Source {
   std::forward_list<DecodingError> faults;
 
   Fault fault(DecodingError::Kind kind, std::string_view type, std::string description) {
-    return &faults.emplace_front(kind, type, std::vector<std::string>(), std::move(description));
+    faults.push_front({kind, type, {}, std::move(description)});
+    return &faults.front();
   }
 };
 

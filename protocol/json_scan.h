@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstddef>
@@ -25,7 +24,7 @@ static_assert(std::endian::native == std::endian::little, "the first byte is a w
 
 /// Bytes that are compared all at once, with the vector instructions that every processor of the
 /// kind has.
-using Block [[gnu::vector_size(16)]] = unsigned char;
+using WholeBlock [[gnu::vector_size(16)]] = unsigned char;
 using HalfBlock [[gnu::vector_size(8)]] = unsigned char;
 
 template <typename Block>
@@ -77,8 +76,8 @@ const char* findInBlocks(const char* begin, const char* end, Use use) {
 /// The same for any number of bytes; those that fill no block are used one by one.
 template <Solidus solidus, typename Use>
 const char* find(const char* begin, const char* end, Use use) {
-  if (end - begin >= sizeOf<Block>) {
-    return findInBlocks<solidus, Block>(begin, end, use);
+  if (end - begin >= sizeOf<WholeBlock>) {
+    return findInBlocks<solidus, WholeBlock>(begin, end, use);
   }
   if (end - begin >= sizeOf<HalfBlock>) {
     return findInBlocks<solidus, HalfBlock>(begin, end, use);
