@@ -115,7 +115,7 @@ for line, _ in refused:
     if line.endswith("}") and "\\u" not in line:
         assert not anyone.is_valid(json.loads(line)), f"the schema accepts {line}"
 
-events = [json.loads(line) for backend in ("", "/bin/false", *backends)
+events = [json.loads(line) for backend in ("", "/usr/bin/false", *backends)
           for line in converse([b"lost", *map(str.encode, examples)], service, backend=backend)]
 for event in events:
     bridge.validate(event)

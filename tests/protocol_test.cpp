@@ -64,6 +64,7 @@ TEST(Decode, givesTheEnvelopeOrItsFirstFault) {
        // Faults are looked for in the order in which the fields are declared.
        {"{'hello':{'_0':{'platform':''}}}", "missing BridgeHello/hello/_0 'bridgeVersion'."},
        {"{'hello':{'_0':{'bridgeVersion':1}}}", "missing BridgeHello/hello/_0 'platform'."},
+       {"{'hello':{'_0':{'platform':7}}}", "mismatch String/hello/_0/platform"},
        {"{'hello':{'_0':{'bridgeVersion':7,'platform':8}}}", "mismatch String/hello/_0/platform"},
        {"{'hello':{'_0':{'platform':8,'bridgeVersion':7}}}", "mismatch String/hello/_0/platform"},
        {"{'stateChanged':{'_0':{'state':{'connected':{'accountDisplayName':null}}}}}",

@@ -1,10 +1,12 @@
 """The service as a stub. Compares how it reads lines, and what it writes, with what Python's JSON
 parser and writer, its UTF-8 decoder and its tables of Unicode make of the same lines."""
 
+import contextlib
 import itertools
 import json
 import os
 import re
+import select
 import subprocess
 import sys
 import time
@@ -93,10 +95,11 @@ def expect(rows, *launch):
     wanted = [(line, event) for line, events in rows for event in events]
     made_up = []
     output = converse([line for line, _ in rows], *launch)
-    for (line, event), found in zip(wanted, output[2:], strict=True):
+    for (line, event), found in zip(wanted, output[2:]):
         made_up += MADE_UP.findall(found)
         plain = MADE_UP.sub(rb"ID\2TIME", found)
         assert plain == event, f"{line[:300]} is answered by {found} instead of {event}"
+    assert len(output) == 2 + len(wanted), output[2 + len(wanted):]
     assert len({identifier for identifier, _, _ in made_up}) == len(made_up)
     end = time.strftime(TIME, time.gmtime())
     assert all(start <= moment.decode() <= end for _, _, moment in made_up), (start, end)
@@ -203,11 +206,21 @@ with launched(service) as process:
 (requests, to_service), (from_service, events) = os.pipe(), os.pipe()
 os.set_blocking(requests, False)
 os.set_blocking(events, False)
-with launched(service, stdin=requests, stdout=events) as process:
-    os.close(requests)
+with launched(service, stdin=requests, stdout=events), \
+        open(from_service, "rb") as stdout, open(to_service, "wb") as stdin:
+    assert [stdout.readline() for _ in greeting] == greeting
+    filled = 0
+    for size in 4096, 1:
+        with contextlib.suppress(BlockingIOError):
+            while True:
+                filled += os.write(events, bytes(size))
     os.close(events)
-    with open(from_service, "rb") as stdout, open(to_service, "wb") as stdin:
-        assert [stdout.readline() for _ in greeting] == greeting
-        stdin.write((request("connect") + b"\n") * 1000)
-        stdin.close()
-        assert stdout.readlines() == CONNECTED * 1000
+    stdin.write((request("connect") + b"\n") * 1000)
+    stdin.flush()
+    # Once it has read a request, it has to wait for room.
+    while select.select([requests], [], [], 0)[0]:
+        pass
+    stdin.close()
+    assert stdout.read(filled) == bytes(filled)
+    assert stdout.readlines() == CONNECTED * 1000
+os.close(requests)
