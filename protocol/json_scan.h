@@ -22,8 +22,8 @@ namespace scan {
 
 static_assert(std::endian::native == std::endian::little, "the first byte is a word's lowest");
 
-/// Bytes that are compared all at once, with the vector instructions that every processor of the
-/// kind has.
+/// Bytes that are compared all at once, with vector instructions that every x86-64 and arm64
+/// processor has.
 using WholeBlock [[gnu::vector_size(16)]] = unsigned char;
 using HalfBlock [[gnu::vector_size(8)]] = unsigned char;
 

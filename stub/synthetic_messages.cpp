@@ -75,6 +75,9 @@ const std::string& MessageStamps::currentTimestamp() {
 
 Outcome makeSelfTestMessage(MessageStamps& stamps, std::string title,
                             BridgeInboundMessageEvent& event) {
+  if (Outcome identified = stamps.newMessageId(event.messageId); !identified) {
+    return identified;
+  }
   event.conversationId = "managed-test-conversation";
   event.conversationTitle = std::move(title);
   event.senderId = "managed-bridge";
@@ -83,11 +86,14 @@ Outcome makeSelfTestMessage(MessageStamps& stamps, std::string title,
   event.timestampISO8601 = stamps.currentTimestamp();
   event.isDirectMessage = true;
   event.rawReference = "managed-bridge-self-test";
-  return stamps.newMessageId(event.messageId);
+  return {};
 }
 
 Outcome makeEchoMessage(MessageStamps& stamps, BridgeOutboundMessage message,
                         BridgeInboundMessageEvent& event) {
+  if (Outcome identified = stamps.newMessageId(event.messageId); !identified) {
+    return identified;
+  }
   event.conversationId = std::move(message.conversationId);
   event.conversationTitle = "Managed Bridge Echo";
   event.senderId = echoSenderId;
@@ -96,7 +102,7 @@ Outcome makeEchoMessage(MessageStamps& stamps, BridgeOutboundMessage message,
   event.timestampISO8601 = stamps.currentTimestamp();
   event.isDirectMessage = false;
   event.rawReference = echoSenderId;
-  return stamps.newMessageId(event.messageId);
+  return {};
 }
 
 }  // namespace ferncrest
