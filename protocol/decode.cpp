@@ -47,13 +47,10 @@ Fault under(std::string_view key, Fault fault) {
 Fault rejectValue(Source& source, std::string_view expectedType) {
   const bool isNull = source.reader.peek() == Kind::null;
   source.reader.skipValue();
-  const std::string description = "Expected " + std::string(expectedType);
-  if (isNull) {
-    return source.fault(DecodingError::Kind::nullValue, expectedType,
-                        description + ", found null.");
-  }
-  return source.fault(DecodingError::Kind::typeMismatch, expectedType,
-                      description + ", found a value of another type.");
+  return source.fault(isNull ? DecodingError::Kind::nullValue : DecodingError::Kind::typeMismatch,
+                      expectedType,
+                      "Expected " + std::string(expectedType) +
+                          (isNull ? ", found null." : ", found a value of another type."));
 }
 
 Fault decode(Source& source, std::string& text) {
