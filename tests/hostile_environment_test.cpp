@@ -39,6 +39,10 @@ Scenario unstarted(const std::string& path, const std::string& reason) {
 }
 
 TEST(HostileEnvironment, isAnsweredOrRefusedInWords) {
+  std::string marks;
+  for (std::size_t size = 0; size < std::size_t{8} << 20U; size += 2) {
+    marks += "\u0344";
+  }
   const std::string small = "exec >\"$FERNCREST_HELPER_LAUNCH_TOKEN_FILE.out\"; ulimit -f 0; ";
   expectEach({
       stub("exec <&- >&- 2>&-", 1, ""),
@@ -56,6 +60,9 @@ TEST(HostileEnvironment, isAnsweredOrRefusedInWords) {
       stub(noSignals, 0, answers),
       stub(noDirectory, 0, answers),
       stub(isSanitized ? "" : "ulimit -n 4", 0, answers),
+      {"a name of combining marks, in less memory than 25 times its size",
+       {.setUp = isSanitized ? "" : "ulimit -v 200000 2>/dev/null"},
+       {{"{\"connect\":{\"_0\":{\"platform\":\"" + marks + "\"}}}\n" + connectRequest, answers}}},
       {"output full, with a backend",
        {.script = "read go; head -c 1000000 /dev/zero; echo $go >&2", .setUp = "exec >/dev/full"},
        {{"go\n", "", "go\n"}}},

@@ -4,10 +4,8 @@
 
 #include <algorithm>
 #include <array>
-#include <compare>
 #include <cstddef>
 #include <string>
-#include <vector>
 
 #include "text/utf8.h"
 
@@ -34,27 +32,14 @@ void appendDecomposition(std::u32string& text, char32_t codePoint) {
   }
 }
 
-// A combining mark. Comparing the members in this order gives the canonical order.
-struct Mark {
-  int combiningClass;
-  std::size_t position;
-  char32_t codePoint;
-  auto operator<=>(const Mark&) const = default;
-};
-
 // Sorts each run of marks, because exchanging neighbours would take quadratic time on the long runs
 // that a hostile text may have.
 void orderMarks(std::u32string& text) {
-  std::vector<Mark> run;
-  for (std::size_t index = 0; index <= text.size(); ++index) {
-    if (index < text.size() && !isStarter(text[index])) {
-      run.push_back({combiningClass(text[index]), index, text[index]});
-      continue;
-    }
-    std::ranges::sort(run);
-    const auto begin = text.begin() + static_cast<std::ptrdiff_t>(index - run.size());
-    std::ranges::transform(run, begin, &Mark::codePoint);
-    run.clear();
+  auto end = text.begin();
+  while (end != text.end()) {
+    const auto begin = std::ranges::find_if_not(end, text.end(), isStarter);
+    end = std::ranges::find_if(begin, text.end(), isStarter);
+    std::ranges::stable_sort(begin, end, {}, combiningClass);
   }
 }
 
