@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <string>
+#include <vector>
 
 #include "text/utf8.h"
 
@@ -32,14 +34,36 @@ void appendDecomposition(std::u32string& text, char32_t codePoint) {
   }
 }
 
+// A mark as one number, most significant bits first: combining class, place in its run, code point.
+// So sorting the numbers keeps marks of one class in their order.
+constexpr unsigned codePointBits = 21;
+constexpr unsigned placeBits = 35;
+
+std::uint64_t packed(char32_t mark, std::ptrdiff_t place) {
+  const auto classAndPlace = (static_cast<std::uint64_t>(combiningClass(mark)) << placeBits) |
+                             static_cast<std::uint64_t>(place);
+  return (classAndPlace << codePointBits) | mark;
+}
+
+char32_t unpacked(std::uint64_t mark) {
+  return static_cast<char32_t>(mark & ((1U << codePointBits) - 1));
+}
+
 // Sorts each run of marks, because exchanging neighbours would take quadratic time on the long runs
 // that a hostile text may have.
 void orderMarks(std::u32string& text) {
+  std::vector<std::uint64_t> run;
   auto end = text.begin();
   while (end != text.end()) {
     const auto begin = std::ranges::find_if_not(end, text.end(), isStarter);
     end = std::ranges::find_if(begin, text.end(), isStarter);
-    std::ranges::stable_sort(begin, end, {}, combiningClass);
+    run.clear();
+    run.reserve(static_cast<std::size_t>(end - begin));
+    for (auto mark = begin; mark != end; ++mark) {
+      run.push_back(packed(*mark, mark - begin));
+    }
+    std::ranges::sort(run);
+    std::ranges::transform(run, begin, unpacked);
   }
 }
 
