@@ -31,7 +31,7 @@ struct StubBridge {
   State connectionState = State::disconnected;
   LineSink write;
 
-  /// What is kept, so that an answer allocates no memory for what was there before.
+  /// Kept from one answer to the next, which then needs less new memory and less encoding.
   struct Kept {
     std::array<std::string, 3> stateLines;  ///< the report of each state, made by announce()
     BridgeEnvelope message = BridgeInboundEvent{};  ///< the last one; the next one overwrites it
