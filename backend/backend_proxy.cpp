@@ -39,17 +39,17 @@ ManagedBridgeBackendProxy::~ManagedBridgeBackendProxy() {
 }
 
 Outcome ManagedBridgeBackendProxy::start() {
-  const auto& [executable, platform, environment] = configuration_;
+  auto& [executable, platform, environment] = configuration_;
   const std::string dataDirectory = resolveDataDirectory(environment, platform);
   if (Outcome created =
           createDirectories(dataDirectory, trustedDirectory(environment, dataDirectory));
       !created) {
     return created;
   }
-  auto child =
-      launchChild({.executable = executable,
-                   .arguments = makeBackendArguments(platform),
-                   .environment = makeBackendEnvironment(environment, dataDirectory, platform)});
+  auto child = launchChild(
+      {.executable = executable,
+       .arguments = makeBackendArguments(platform),
+       .environment = makeBackendEnvironment(std::move(environment), dataDirectory, platform)});
   if (!child) {
     return std::unexpected(child.error());
   }

@@ -71,7 +71,7 @@ class ManagedBridgeBackendProxy {
   void handleTermination(int terminationStatus);
   void requestStop();
 
-  const Configuration configuration_;
+  Configuration configuration_;  // start() hands the environment on
   Conversation& host_;
   const ChildProcess* process_ = nullptr;  // owned by host_; null once its exit was noticed
   Fd stdinHandle_;

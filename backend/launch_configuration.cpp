@@ -112,12 +112,11 @@ std::string trustedDirectory(const Environment& environment, const std::string& 
                  : normalizedPath(temporaryDirectory(environment), currentDirectory());
 }
 
-Environment makeBackendEnvironment(const Environment& environment, const std::string& dataDirectory,
+Environment makeBackendEnvironment(Environment environment, const std::string& dataDirectory,
                                    const std::string& platform) {
-  Environment child = environment;
-  child.insert_or_assign(std::string(dataDirectoryVariable), dataDirectory);
-  child.insert_or_assign(std::string(platformVariable), platform);
-  return child;
+  environment.insert_or_assign(std::string(dataDirectoryVariable), dataDirectory);
+  environment.insert_or_assign(std::string(platformVariable), platform);
+  return environment;
 }
 
 std::vector<std::string> makeBackendArguments(const std::string& platform) {

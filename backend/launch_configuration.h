@@ -41,7 +41,7 @@ std::string resolveDataDirectory(const Environment& environment, std::string_vie
 std::string trustedDirectory(const Environment& environment, const std::string& dataDirectory);
 
 /// The backend's whole environment: the service's own with two variables set.
-Environment makeBackendEnvironment(const Environment& environment, const std::string& dataDirectory,
+Environment makeBackendEnvironment(Environment environment, const std::string& dataDirectory,
                                    const std::string& platform);
 
 /// The backend's arguments, without the program's name.

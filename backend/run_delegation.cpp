@@ -1,5 +1,7 @@
 #include "backend/run_delegation.h"
 
+#include <utility>
+
 #include "backend/backend_proxy.h"
 #include "platform/files.h"
 #include "platform/system.h"
@@ -23,11 +25,11 @@ Outcome forwardLines(ManagedBridgeBackendProxy& proxy, Conversation& host) {
 }  // namespace
 
 Outcome runDelegation(const std::string& executablePath, const std::string& platform,
-                      const Environment& environment, Conversation& host) {
+                      Environment environment, Conversation& host) {
   ManagedBridgeBackendProxy proxy(
       {.executableURL = normalizedPath(executablePath, currentDirectory()),
        .platform = platform,
-       .environment = environment},
+       .environment = std::move(environment)},
       host);
   if (Outcome started = proxy.start(); !started) {
     return started;

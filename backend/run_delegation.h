@@ -13,6 +13,6 @@ namespace ferncrest {
 /// line is lost, the following ones stay in the input, and all of the backend's output has been
 /// written.
 [[nodiscard]] Outcome runDelegation(const std::string& executablePath, const std::string& platform,
-                                    const Environment& environment, Conversation& host);
+                                    Environment environment, Conversation& host);
 
 }  // namespace ferncrest

@@ -86,7 +86,8 @@ void fallBack(BridgeService& service, const std::string& executable, const Failu
 
 Outcome delegateOrFallBack(BridgeService& service, const std::string& executable,
                            Conversation& host) {
-  Outcome delegated = runDelegation(executable, service.platform, service.environment, host);
+  Outcome delegated =
+      runDelegation(executable, service.platform, std::move(service.environment), host);
   if (delegated) {
     return delegated;
   }
