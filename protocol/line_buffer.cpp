@@ -38,9 +38,7 @@ void LineBuffer::append(std::string_view bytes) {
 }
 
 std::optional<MessageLine> LineBuffer::next() {
-  if (!repaired_.empty()) {
-    std::string().swap(repaired_);  // an assignment would keep its memory
-  }
+  repaired_.reset();
   while (const auto line = nextRawLine()) {
     if (const std::string_view text = trimmed(*line); !text.empty()) {
       return terminate(text);
@@ -79,16 +77,20 @@ std::optional<std::string_view> LineBuffer::nextRawLine() {
 // that room() keeps free behind the input.
 MessageLine LineBuffer::terminate(std::string_view text) {
   if (valid_ < begin_) {
-    // Something in this line is not valid; it has not been looked at any further.
-    valid_ = begin_;
-    validate();
-    repaired_ = repairedUtf8(text);
-    repaired_ += '\n';
-    return {repaired_};
+    return repair(text);
   }
   char* const begin = buffer_.data() + (text.data() - buffer_.data());
   begin[text.size()] = '\n';
   return {{begin, text.size() + 1}};
+}
+
+// Something in this line is not valid; what follows it has not been looked at yet.
+MessageLine LineBuffer::repair(std::string_view text) {
+  valid_ = begin_;
+  validate();
+  repaired_ = repairedUtf8(text);
+  *repaired_ += '\n';
+  return {*repaired_};
 }
 
 // Goes on from valid_ to the next byte that is not valid, or not yet.

@@ -47,6 +47,7 @@ class LineBuffer {
  private:
   std::optional<std::string_view> nextRawLine();
   MessageLine terminate(std::string_view text);
+  MessageLine repair(std::string_view text);
   void validate();
   void moveToFront();
 
@@ -58,7 +59,7 @@ class LineBuffer {
   std::size_t valid_ = 0;     // up to here they are valid UTF-8; between calls not below begin_
   std::size_t end_ = 0;       // of the bytes added; always below the capacity
   bool ended_ = false;
-  std::string repaired_;
+  std::optional<std::string> repaired_;  // the last line, if it was not valid UTF-8
 };
 
 }  // namespace ferncrest

@@ -52,12 +52,7 @@ Utf8Step lastStep(std::string_view bytes) {
   return step;
 }
 
-}  // namespace
-
-std::string_view trimmed(std::string_view text) {
-  if (!text.empty() && isAsciiGraphic(text.front()) && isAsciiGraphic(text.back())) {
-    return text;
-  }
+std::string_view trimmedAtStart(std::string_view text) {
   while (!text.empty()) {
     const Utf8Step step = utf8StepAt(text);
     if (!isWhiteSpace(step)) {
@@ -65,6 +60,10 @@ std::string_view trimmed(std::string_view text) {
     }
     text.remove_prefix(step.length);
   }
+  return text;
+}
+
+std::string_view trimmedAtEnd(std::string_view text) {
   while (!text.empty()) {
     const Utf8Step step = lastStep(text);
     if (!isWhiteSpace(step)) {
@@ -73,6 +72,15 @@ std::string_view trimmed(std::string_view text) {
     text.remove_suffix(step.length);
   }
   return text;
+}
+
+}  // namespace
+
+std::string_view trimmed(std::string_view text) {
+  if (text.empty() || (isAsciiGraphic(text.front()) && isAsciiGraphic(text.back()))) {
+    return text;
+  }
+  return trimmedAtEnd(trimmedAtStart(text));
 }
 
 std::size_t graphemeCount(std::string_view text) {
