@@ -43,16 +43,18 @@ std::expected<std::size_t, Failure> readSome(int fd, std::span<char> buffer) {
   }
 }
 
-Outcome writeAll(int fd, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const std::ptrdiff_t count = writeSome(fd, bytes);
+Outcome writeRest(int fd, std::string_view bytes, std::ptrdiff_t count) {
+  for (;;) {
     if (count >= 0) {
       bytes.remove_prefix(static_cast<std::size_t>(count));
     } else if (!isWorthRetrying(static_cast<int>(-count), fd, POLLOUT)) {
       return std::unexpected(systemFailure(static_cast<int>(-count)));
     }
+    if (bytes.empty()) {
+      return {};
+    }
+    count = writeSome(fd, bytes);
   }
-  return {};
 }
 
 bool isReadable(int fd) {

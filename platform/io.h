@@ -9,6 +9,7 @@
 #include <expected>
 #include <span>
 #include <string_view>
+#include <utility>
 
 #include "platform/failure.h"
 
@@ -22,11 +23,6 @@ inline constexpr std::size_t mostAtOnce = INT_MAX;
 /// the error text of the operating system.
 [[nodiscard]] std::expected<std::size_t, Failure> readSome(int fd, std::span<char> buffer);
 
-/// Writes all bytes, waiting for room, also on a descriptor in non-blocking mode; goes on after
-/// EINTR and short counts. Fails with the error text of the operating system; what was written
-/// before the failure stays written.
-[[nodiscard]] Outcome writeAll(int fd, std::string_view bytes);
-
 /// Writes as many of the first bytes as one write() takes, which on a descriptor in non-blocking
 /// mode does not wait. Gives their number, or a negated errno value. Goes on after EINTR.
 [[nodiscard]] inline std::ptrdiff_t writeSome(int fd, std::string_view bytes) {
@@ -36,6 +32,17 @@ inline constexpr std::size_t mostAtOnce = INT_MAX;
       return count >= 0 ? count : -errno;
     }
   }
+}
+
+/// Continues writeAll() after a first write() that gave `count`.
+[[nodiscard]] Outcome writeRest(int fd, std::string_view bytes, std::ptrdiff_t count);
+
+/// Writes all bytes, waiting for room, also on a descriptor in non-blocking mode; goes on after
+/// EINTR and short counts. Fails with the error text of the operating system; what was written
+/// before the failure stays written.
+[[nodiscard]] inline Outcome writeAll(int fd, std::string_view bytes) {
+  const std::ptrdiff_t count = writeSome(fd, bytes);
+  return std::cmp_equal(count, bytes.size()) ? Outcome{} : writeRest(fd, bytes, count);
 }
 
 /// Whether a read from `fd` would return at once, with data, end of input or an error.

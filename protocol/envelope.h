@@ -69,17 +69,17 @@ using BridgeEnvelope =
                  BridgeInboundEvent, BridgeStateChangedEvent, BridgeErrorEvent>;
 
 /// Calls the one of `answers` that takes the record in `envelope` and returns what it returns.
-/// Succeeds without a call when none of them takes it, and when the request names another platform
-/// than `platform`, compared by canonical equivalence.
-template <typename... Answers>
-[[nodiscard]] Outcome answerRequest(BridgeEnvelope& envelope, std::string_view platform,
-                                    Answers... answers) {
+/// Returns an empty `Result` without a call when none of them takes it, and when the request names
+/// another platform than `platform`, compared by canonical equivalence.
+template <typename Result = Outcome, typename... Answers>
+[[nodiscard]] Result answerRequest(BridgeEnvelope& envelope, std::string_view platform,
+                                   Answers... answers) {
   struct AnyAnswer : Answers... {
     using Answers::operator()...;
   };
   AnyAnswer answer{std::move(answers)...};
   return std::visit(
-      [&]<typename Record>(Record& record) -> Outcome {
+      [&]<typename Record>(Record& record) -> Result {
         if constexpr (std::invocable<AnyAnswer&, Record&>) {
           if (canonicallyEqual(record.platform, platform)) {
             return answer(record);

@@ -14,6 +14,7 @@
 #include "platform/io.h"
 #include "protocol/coding.h"
 #include "protocol/line_buffer.h"
+#include "service/output.h"
 #include "stub/stub_bridge.h"
 #include "text/utf8.h"
 
@@ -21,12 +22,12 @@ namespace ferncrest {
 
 namespace {
 
-Outcome answerLine(StubBridge& stub, std::string_view text) {
+Answer answerLine(StubBridge& stub, std::string_view text) {
   auto envelope = decodeEnvelope(text);
   if (!envelope) {
     return std::unexpected(Failure{std::string(envelope.error().description())});
   }
-  return answerRequest(
+  return answerRequest<Answer>(
       *envelope, stub.platform, [&](BridgeConnectRequest&) { return handleConnect(stub); },
       [&](BridgeDisconnectRequest&) { return handleDisconnect(stub); },
       [&](BridgeStartListeningRequest& request) {
@@ -41,19 +42,20 @@ Outcome answerLine(StubBridge& stub, std::string_view text) {
 // nothing at the end of the input. Fails when an envelope cannot be written to standard output.
 template <typename NextLine>
 Outcome runStub(StubBridge& stub, NextLine nextLine) {
-  if (Outcome announced = announce(stub); !announced) {
-    return announced;
-  }
-  while (const auto line = nextLine()) {
-    if (Outcome answered = answerLine(stub, line->text()); !answered) {
-      if (Outcome told =
-              emitEnvelope(stub, BridgeErrorEvent{std::move(answered.error().description)});
-          !told) {
-        return told;
-      }
+  Outcome written = writeEvents(announce(stub));
+  while (written) {
+    const auto line = nextLine();
+    if (!line) {
+      return {};
     }
+    const Answer answer = answerLine(stub, line->text());
+    written = answer ? writeEvents(*answer) : std::unexpected(answer.error());
+    if (!written) {
+      written = writeEvents(answerWith(stub, BridgeErrorEvent{written.error().description}));
+    }
+    releaseSpareMemory(stub);
   }
-  return {};
+  return written;
 }
 
 // The host's next line when there is no backend, so that nothing else has to be waited for.

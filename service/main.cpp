@@ -35,7 +35,7 @@ int serve(const std::vector<std::string>& arguments) {
   // The host must be able to read the platform's name, and to send it back.
   BridgeService service{.platform = platform,
                         .environment = std::move(environment),
-                        .stub = {.platform = repairedUtf8(platform), .write = writeEvent}};
+                        .stub = {.platform = repairedUtf8(platform)}};
   const Outcome served = run(service);
   return served ? exitServed : fail(served.error().description);
 }

@@ -7,14 +7,9 @@
 #include <cstddef>
 
 #include "platform/fd.h"
-#include "platform/io.h"
 #include "platform/output_stream.h"
 
 namespace ferncrest {
-
-Outcome writeEvent(std::string_view line) {
-  return writeAll(standardOutput, line);
-}
 
 void writeDiagnostic(std::string_view text) {
   using Clock = std::chrono::steady_clock;

@@ -10,22 +10,17 @@ namespace ferncrest {
 
 namespace {
 
-Outcome reportState(StubBridge& stub, StubBridge::State state) {
-  stub.connectionState = state;
-  return stub.write(stub.kept.stateLines.at(static_cast<std::size_t>(state)));
-}
-
 template <typename Make>
-Outcome emitMessage(StubBridge& stub, Make make) {
+Answer answerWithMessage(StubBridge& stub, Make make) {
   auto& event = std::get<BridgeInboundEvent>(stub.kept.message).event;
   if (Outcome made = make(event); !made) {
-    return made;
+    return std::unexpected(std::move(made.error()));
   }
-  return emitEnvelope(stub, stub.kept.message);
+  return answerWith(stub, stub.kept.message);
 }
 
 // The sentence is built in the title's own string, which may be large.
-Outcome reportScopeUnavailable(StubBridge& stub, std::string title) {
+Lines reportScopeUnavailable(StubBridge& stub, std::string title) {
   if (stub.fallbackReason) {
     title.insert(0, "Managed bridge backend is unavailable for '");
     title.append("': ").append(*stub.fallbackReason);
@@ -33,68 +28,70 @@ Outcome reportScopeUnavailable(StubBridge& stub, std::string title) {
     title.insert(0, "Managed bridge service is running, but real WhatsApp capture for '");
     title.append("' is not implemented yet.");
   }
-  return emitEnvelope(stub, BridgeErrorEvent{std::move(title)});
+  return answerWith(stub, BridgeErrorEvent{std::move(title)});
 }
 
-Outcome listenTo(StubBridge& stub, BridgeTestOnlyScope& scope) {
-  return emitMessage(stub, [&](BridgeInboundMessageEvent& event) {
+Answer listenTo(StubBridge& stub, BridgeTestOnlyScope& scope) {
+  return answerWithMessage(stub, [&](BridgeInboundMessageEvent& event) {
     return makeSelfTestMessage(stub.kept.stamps, std::move(scope.title), event);
   });
 }
 
-Outcome listenTo(StubBridge& stub, BridgeThreadScope& scope) {
+Answer listenTo(StubBridge& stub, BridgeThreadScope& scope) {
   return reportScopeUnavailable(stub, std::move(scope.title).value_or("Thread"));
 }
 
-Outcome listenTo(StubBridge& stub, BridgeConversationScope& scope) {
+Answer listenTo(StubBridge& stub, BridgeConversationScope& scope) {
   return reportScopeUnavailable(stub, std::move(scope.title));
 }
 
-Outcome listenTo(StubBridge& stub, BridgeChannelScope& scope) {
+Answer listenTo(StubBridge& stub, BridgeChannelScope& scope) {
   return reportScopeUnavailable(stub, std::move(scope.title));
 }
 
 }  // namespace
 
-Outcome emitEnvelope(StubBridge& stub, const BridgeEnvelope& envelope) {
-  constexpr std::size_t usualCapacity = std::size_t{16} << 10U;
-  encodeEnvelopeLine(envelope, stub.kept.line);
-  Outcome written = stub.write(stub.kept.line);
-  if (stub.kept.line.capacity() > usualCapacity) {
-    // An assignment would keep the memory.
-    std::string().swap(stub.kept.line);
-    stub.kept.message.emplace<BridgeInboundEvent>();
-  }
-  return written;
-}
-
-Outcome announce(StubBridge& stub) {
-  const auto lineOf = [](BridgeConnectionState state) {
+Lines announce(StubBridge& stub) {
+  const auto report = [](BridgeConnectionState state) {
     return encodeEnvelopeLine(BridgeStateChangedEvent{std::move(state)});
   };
-  stub.kept.stateLines = {lineOf(BridgeDisconnectedState{}), lineOf(BridgeConnectingState{}),
-                          lineOf(BridgeConnectedState{stub.accountDisplayName})};
-  const Outcome greeted = emitEnvelope(stub, BridgeHello{stub.platform, stub.bridgeVersion});
-  return greeted ? reportState(stub, stub.connectionState) : greeted;
+  stub.kept.fixedLines = {encodeEnvelopeLine(BridgeHello{stub.platform, stub.bridgeVersion}),
+                          report(BridgeDisconnectedState{}), report(BridgeConnectingState{}),
+                          report(BridgeConnectedState{stub.accountDisplayName})};
+  return Lines(stub.kept.fixedLines).first(2);
 }
 
-Outcome handleConnect(StubBridge& stub) {
-  const Outcome reported = reportState(stub, StubBridge::State::connecting);
-  return reported ? reportState(stub, StubBridge::State::connected) : reported;
+Answer handleConnect(const StubBridge& stub) {
+  return Lines(stub.kept.fixedLines).last(2);
 }
 
-Outcome handleDisconnect(StubBridge& stub) {
-  return reportState(stub, StubBridge::State::disconnected);
+Answer handleDisconnect(const StubBridge& stub) {
+  return Lines(stub.kept.fixedLines).subspan(1, 1);
 }
 
-Outcome handleStartListening(StubBridge& stub, BridgeScope scope) {
+Answer handleStartListening(StubBridge& stub, BridgeScope scope) {
   return std::visit([&](auto& kind) { return listenTo(stub, kind); }, scope);
 }
 
-Outcome handleSendMessage(StubBridge& stub, BridgeOutboundMessage message) {
-  return emitMessage(stub, [&](BridgeInboundMessageEvent& event) {
+Answer handleSendMessage(StubBridge& stub, BridgeOutboundMessage message) {
+  return answerWithMessage(stub, [&](BridgeInboundMessageEvent& event) {
     return makeEchoMessage(stub.kept.stamps, std::move(message), event);
   });
+}
+
+Lines answerWith(StubBridge& stub, const BridgeEnvelope& envelope) {
+  encodeEnvelopeLine(envelope, stub.kept.line.front());
+  return stub.kept.line;
+}
+
+void releaseSpareMemory(StubBridge& stub) {
+  constexpr std::size_t usualCapacity = std::size_t{16} << 10U;
+  std::string& line = stub.kept.line.front();
+  if (line.capacity() > usualCapacity) {
+    // An assignment would keep the memory.
+    std::string().swap(line);
+    stub.kept.message.emplace<BridgeInboundEvent>();
+  }
 }
 
 }  // namespace ferncrest
