@@ -17,6 +17,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <ostream>
 #include <regex>
 #include <stdexcept>
 #include <thread>
@@ -65,6 +66,11 @@ void expectSame(std::string_view found, std::string_view expected) {
 }
 
 }  // namespace
+
+void PrintTo(StreamKind kind, std::ostream* out) {
+  constexpr std::array names{"pipe", "non-blocking pipe", "socket", "terminal"};
+  *out << names.at(static_cast<std::size_t>(kind));
+}
 
 TemporaryDirectory::TemporaryDirectory() {
   std::string name = std::filesystem::temp_directory_path() / "ferncrest-test-XXXXXX";

@@ -3,6 +3,7 @@
 #include <sys/types.h>
 
 #include <functional>
+#include <iosfwd>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -32,6 +33,9 @@ class TemporaryDirectory {
 /// What a host may give the service for streams. A terminal is in raw mode, and input is a pipe
 /// then.
 enum class StreamKind { pipe, nonBlockingPipe, socket, terminal };
+
+/// The kind in the names of tests.
+void PrintTo(StreamKind kind, std::ostream* out);
 
 /// What one read gives, however little.
 std::string readPiece(int fd, std::size_t most);
