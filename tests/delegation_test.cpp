@@ -56,7 +56,7 @@ TEST(Delegation, relaysEveryByteAndFallsBackToTheStub) {
   expectEach(scenarios);
 }
 
-TEST(Delegation, relaysNotForEverWhatAGrandchildGoesOnWriting) {
+TEST(Delegation, stopsRelayingWhatAGrandchildGoesOnWriting) {
   Service service({.script = "echo $$ >&2; yes & read end; exit 3"});
   ASSERT_TRUE(eventually([&] { return bytesIn(service.outputFd()) > 60000; }));
   service.write("end\n");
@@ -149,7 +149,7 @@ TEST(Delegation, reportsAnEndSoonAfterAFailedWriteAndNoneThatItAskedFor) {
   service.expectEnd(zeros(100000) + takeover, brokenPipeLine());
 }
 
-TEST(Delegation, namesAFailedWriteAlwaysTheSame) {
+TEST(Delegation, givesTheSameReasonForAFailedWriteEachTime) {
   const std::pair<std::string, std::string> rows[] = {
       {"", brokenPipeLine()},
       // Another process keeps the pipe open and never reads.

@@ -27,7 +27,7 @@ def launched(service, *arguments, backend="", **streams):
 
 
 def converse(lines, *launch, **options):
-    """All lines that the service writes when it is sent these lines, in bytes."""
+    """Sends these lines, and returns the lines that the service writes, all as bytes."""
     with launched(*launch, **options) as process:
         # The greeting, or the report of a backend that has ended.
         start = [process.stdout.readline() for _ in range(2)]

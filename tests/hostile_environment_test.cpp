@@ -12,8 +12,8 @@
 #include "process.h"
 #include "text/utf8.h"
 
-// Hosts and backends that do everything wrong that the system lets them do, and systems that have a
-// bad day: see bad_day.cpp.
+// Unusual conditions at the start, backends that cannot be started, and system calls that fail: see
+// fault_injection.cpp.
 
 namespace ferncrest::testing {
 
@@ -120,13 +120,14 @@ TEST(HostileEnvironment, relaysAllThatAnUnusuallyLargePipeHolds) {
   service.expect(zeros(1'000'000) + exitReport(3));
 }
 
-// How to launch the service on a bad day, with a script as its backend or none.
-Launch badDay(const std::string& script, const Environment& kind) {
+// How to launch the service with faults, and with a script as its backend or none.
+Launch withFaults(const std::string& script, const Environment& kind) {
   // Name and directory apart: in LD_PRELOAD a space ends a name.
   return {.script = script,
           .environment = kind,
-          .setUp = "export LD_PRELOAD=" BAD_DAY_NAME " LD_LIBRARY_PATH='" BAD_DAY_DIRECTORY
-                   "' ASAN_OPTIONS=verify_asan_link_order=0",
+          .setUp =
+              "export LD_PRELOAD=" FAULT_LIBRARY_NAME " LD_LIBRARY_PATH='" FAULT_LIBRARY_DIRECTORY
+              "' ASAN_OPTIONS=verify_asan_link_order=0",
           .executable = DYNAMIC_SERVICE_PATH};
 }
 
@@ -136,7 +137,7 @@ std::string nextSeed() {
   return std::to_string(++seed);
 }
 
-TEST(BadDay, losesNoByte) {
+TEST(FaultInjection, losesNoByte) {
   std::vector<Exchange> exchanges(20, {std::string(20000, ' ') + connectRequest, connectEvents()});
   exchanges.front().output.insert(0, greeting);
   const std::string lines = std::string(300'000, 'x') + "\n" + connectRequest;
@@ -144,26 +145,26 @@ TEST(BadDay, losesNoByte) {
   const std::string script =
       "sleep 1000 & head -n 2; printf diagnostic >&2; read end; head -c 100000 /dev/zero >&2; exit "
       "3";
-  std::vector<std::pair<std::string, std::string>> days;
+  std::vector<std::pair<std::string, std::string>> faults;
   for (const char* const calls :
        {"syscall", "ioctl", "preadv2", "splice", "syscall ioctl preadv2 splice"}) {
-    days.emplace_back("BAD_DAY_REFUSES", calls);
+    faults.emplace_back("FAULT_CALLS", calls);
   }
   for (int round = 0; round < 8; ++round) {
-    days.emplace_back("BAD_DAY_SEED", nextSeed());
+    faults.emplace_back("FAULT_SEED", nextSeed());
   }
-  for (const auto& day : days) {
+  for (const auto& fault : faults) {
     expectEach(
-        {{day.second + ", stub", badDay("", {day}), exchanges},
-         {day.second + ", backend",
-          badDay(script, {day}),
+        {{fault.second + ", stub", withFaults("", {fault}), exchanges},
+         {fault.second + ", backend",
+          withFaults(script, {fault}),
           {{lines, lines, "diagnostic"}, {"end\n", exitReport(3), zeros(100'000)}, takenOver()}}});
   }
 }
 
-TEST(BadDay, fallsBackOrEndsInWordsWhenACallFails) {
+TEST(FaultInjection, fallsBackOrEndsInWordsWhenACallFails) {
   const auto failing = [](const std::string& script, const std::string& call, int spared) {
-    return badDay(script, {{"BAD_DAY_REFUSES", call}, {"BAD_DAY_SPARES", std::to_string(spared)}});
+    return withFaults(script, {{"FAULT_CALLS", call}, {"FAULT_SPARED", std::to_string(spared)}});
   };
   const std::tuple<std::string, int, std::string> rows[] = {
       {"pipe2", 3, "Too many open files"},
@@ -199,14 +200,14 @@ TEST(BadDay, fallsBackOrEndsInWordsWhenACallFails) {
 }
 
 // The backend ends, the host writes and the host ends, in whatever order a seed makes of it.
-TEST(BadDay, endsEveryRaceInOneOfTheKnownWays) {
+TEST(FaultInjection, endsEveryRaceInOneOfTheKnownWays) {
   const std::vector<std::string> scripts{"exit 3", "read -r line; exit 3", "exec <&-; exit 3",
                                          "sleep 0.00$(($$ % 8)); exit 3"};
   for (int round = 0; round < 80; ++round) {
     const std::string seed = nextSeed();
     const std::string& script = scripts[static_cast<std::size_t>(round) % scripts.size()];
     SCOPED_TRACE(seed + ": " + script);
-    Service service(badDay(script, {{"BAD_DAY_SEED", seed}}));
+    Service service(withFaults(script, {{"FAULT_SEED", seed}}));
     const int lines = round / 4 % 5;
     std::string events = greeting;
     std::set<std::pair<std::string, std::string>> known{{"", ""}, {exitReport(3), ""}};

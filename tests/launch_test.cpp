@@ -1,3 +1,4 @@
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -104,7 +105,7 @@ TEST(LaunchAuthorization, needsAFileOrPipeThatCanBeRead) {
   writer.join();
 }
 
-TEST(Arguments, namePlatformBehindTheFirstOption) {
+TEST(Arguments, giveThePlatformAfterTheFirstOption) {
   expectEach<std::vector<std::string>, std::string>(
       platformArgument, {{{"-x", "y", "--platform", " T ", "z"}, " T "},
                          {{"--platform", ""}, ""},
@@ -180,7 +181,7 @@ TEST(DataDirectory, isTheNamedOneOrOneAmongTheTemporaryFiles) {
 }
 
 // Among shared temporary files, whoever comes first could read what the backend writes.
-TEST(DataDirectory, isPrivateAndNoneThatCouldBeAnothers) {
+TEST(DataDirectory, isPrivateAndOwnedByThisUser) {
   const auto permissionsOf = [](const std::string& path) { return fs::status(path).permissions(); };
   // Only root can give a directory away.
   const char* const givenAway = ::geteuid() == 0 ? "install -d -o 1" : "mkdir -m 777";

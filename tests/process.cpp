@@ -177,7 +177,8 @@ std::string Service::withPath(const std::string& errors) const {
 
 void Service::expectEnd(std::string_view output, const std::string& errors, int status) {
   closeInput();
-  // The longer one first: at the end a host that reads nothing is given up after a second.
+  // The longer one first: at the end the service stops waiting for a host that has read nothing for
+  // a second.
   const std::string early = errors.size() > output.size() ? readErrors() : "";
   expectSame(readRest(), output);
   expectSame(early + readErrors(), withPath(errors));

@@ -30,17 +30,17 @@ class TemporaryDirectory {
   std::string directory_;
 };
 
-/// What a host may give the service for streams. A terminal is in raw mode, and input is a pipe
-/// then.
+/// The kind of the service's streams. With `terminal`, the two outputs are terminals in raw mode
+/// and the input is a pipe.
 enum class StreamKind { pipe, nonBlockingPipe, socket, terminal };
 
-/// The kind in the names of tests.
+/// How the names of tests show the kind.
 void PrintTo(StreamKind kind, std::ostream* out);
 
 /// What one read gives, however little.
 std::string readPiece(int fd, std::size_t most);
 
-/// So many bytes, or fewer at the end of the stream or, if asked for, of a line.
+/// Reads `most` bytes; fewer at the end of the stream or, with `stopsAtLine`, after a line feed.
 std::string readFrom(int fd, std::size_t most = std::string::npos, bool stopsAtLine = false);
 
 /// How to start the service.

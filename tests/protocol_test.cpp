@@ -1,3 +1,5 @@
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <string>
 
@@ -17,7 +19,8 @@ std::string exchanged(std::string text, char old, char other) {
 }
 
 // The envelope written again, or the fault: kind, expected type and path; for a missing key also
-// its name, and for a choice without exactly one case that sentence. JSON has ' for ".
+// its name, and for a choice without exactly one case that sentence. In the
+// JSON, ' stands for ".
 std::string outcomeOf(const std::string& line) {
   const auto envelope = decodeEnvelope(exchanged(line, '\'', '"'));
   if (envelope) {

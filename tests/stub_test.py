@@ -180,7 +180,7 @@ refused = subprocess.run([service], env={}, stdin=subprocess.DEVNULL, capture_ou
 assert (refused.returncode, refused.stdout) == (64, b""), refused
 assert refused.stderr == b"This component must be launched by Ferncrest.\n", refused
 
-# Once the output is closed, only what is asked fails.
+# With a closed output the service fails only when it has something to answer.
 for asked, status, reason in (b"", 0, b""), (request("connect"), 1, b"Broken pipe"):
     with launched(service) as process:
         assert [process.stdout.readline() for _ in greeting] == greeting
