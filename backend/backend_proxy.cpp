@@ -38,8 +38,8 @@ ManagedBridgeBackendProxy::~ManagedBridgeBackendProxy() {
   host_.forgetEndHandler();
 }
 
-Outcome ManagedBridgeBackendProxy::start() {
-  auto& [executable, platform, environment] = configuration_;
+Outcome ManagedBridgeBackendProxy::start(Environment environment) {
+  const auto& [executable, platform] = configuration_;
   const std::string dataDirectory = resolveDataDirectory(environment, platform);
   if (Outcome created =
           createDirectories(dataDirectory, trustedDirectory(environment, dataDirectory));

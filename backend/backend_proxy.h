@@ -33,7 +33,6 @@ class ManagedBridgeBackendProxy {
   struct Configuration {
     std::string executableURL;  ///< the path of the backend, absolute and normalized
     std::string platform;
-    Environment environment;
   };
 
   /// `host` is borrowed; all waiting goes through it.
@@ -43,9 +42,9 @@ class ManagedBridgeBackendProxy {
   /// Sends SIGTERM to a backend that still runs. Does not wait.
   ~ManagedBridgeBackendProxy();
 
-  /// Creates the data directory and starts the backend. When that fails, with the error text of the
-  /// operating system, no backend runs.
-  [[nodiscard]] Outcome start();
+  /// Creates the data directory and starts the backend in this environment, with two variables set.
+  /// When that fails, with the error text of the operating system, no backend runs.
+  [[nodiscard]] Outcome start(Environment environment);
 
   /// Writes the line to the backend. Waits for the backend to read, as long as it runs. After a
   /// failed write it waits up to 250 ms for the backend's exit, so that the exit is reported before
@@ -71,7 +70,7 @@ class ManagedBridgeBackendProxy {
   void handleTermination(int terminationStatus);
   void requestStop();
 
-  Configuration configuration_;  // start() hands the environment on
+  const Configuration configuration_;
   Conversation& host_;
   const ChildProcess* process_ = nullptr;  // owned by host_; null once its exit was noticed
   Fd stdinHandle_;

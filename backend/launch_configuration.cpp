@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include "platform/files.h"
 #include "platform/system.h"
@@ -15,8 +16,7 @@ namespace {
 constexpr std::string_view searchedPlatform = "whatsapp";
 constexpr std::array<std::string_view, 4> backendDisableValues{"1", "true", "yes", "on"};
 
-// ASCII is enough: no other character has a lower case that is part of the words compared with
-// here.
+// ASCII is enough: the lower case of no other character is a letter of these words.
 std::string lowerCased(std::string_view text) {
   std::string lower(text);
   for (char& byte : lower) {

@@ -27,11 +27,9 @@ Outcome forwardLines(ManagedBridgeBackendProxy& proxy, Conversation& host) {
 Outcome runDelegation(const std::string& executablePath, const std::string& platform,
                       Environment environment, Conversation& host) {
   ManagedBridgeBackendProxy proxy(
-      {.executableURL = normalizedPath(executablePath, currentDirectory()),
-       .platform = platform,
-       .environment = std::move(environment)},
+      {.executableURL = normalizedPath(executablePath, currentDirectory()), .platform = platform},
       host);
-  if (Outcome started = proxy.start(); !started) {
+  if (Outcome started = proxy.start(std::move(environment)); !started) {
     return started;
   }
   const bool hasJoined = joinBatchClass();  // after the launch: the backend would inherit it

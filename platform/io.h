@@ -34,7 +34,8 @@ inline constexpr std::size_t mostAtOnce = INT_MAX;
   }
 }
 
-/// Continues writeAll() after a first write() that gave `count`.
+/// For writeAll() alone: goes on after its first write, which gave `count`, the number of bytes or
+/// a negated errno value.
 [[nodiscard]] Outcome writeRest(int fd, std::string_view bytes, std::ptrdiff_t count);
 
 /// Writes all bytes, waiting for room, also on a descriptor in non-blocking mode; goes on after

@@ -39,10 +39,7 @@ std::expected<StreamPipes, Failure> makeStreamPipes() {
 // The file actions and attributes of posix_spawn.
 class SpawnSettings {
  public:
-  SpawnSettings() {
-    ::posix_spawn_file_actions_init(&actions_);
-    ::posix_spawnattr_init(&attributes_);
-  }
+  SpawnSettings() = default;
   SpawnSettings(const SpawnSettings&) = delete;
   SpawnSettings& operator=(const SpawnSettings&) = delete;
   ~SpawnSettings() {
@@ -55,7 +52,9 @@ class SpawnSettings {
     // The group in new attributes is 0, which makes the child the leader of a new one.
     const short group = leadsGroup ? POSIX_SPAWN_SETPGROUP : 0;
     auto flags = static_cast<short>(POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK | group);
-    int error = connect(streams.input, standardInput);
+    int error = ::posix_spawn_file_actions_init(&actions_);
+    error = error != 0 ? error : ::posix_spawnattr_init(&attributes_);
+    error = error != 0 ? error : connect(streams.input, standardInput);
     error = error != 0 ? error : connect(streams.output, standardOutput);
     error = error != 0 ? error : connect(streams.errors, standardError);
     error = error != 0 ? error : keepOnlyStandardStreams(actions_, flags);

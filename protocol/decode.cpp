@@ -7,6 +7,9 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
+#include <tuple>
+#include <type_traits>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -233,7 +236,7 @@ Fault decode(Source& source, std::variant<Cases...>& choice) {
 
 std::expected<BridgeEnvelope, DecodingError> decodeEnvelope(std::string_view text) {
   Source source{.reader = JsonReader(text), .faults = {}};
-  // With a case named, since otherwise all of its memory would be cleared first.
+  // The case is named because value initialisation would clear the whole variant first.
   std::expected<BridgeEnvelope, DecodingError> envelope(std::in_place, std::in_place_index<0>);
   Fault fault = decode(source, *envelope);
   if (!source.reader.finish()) {

@@ -69,8 +69,8 @@ using BridgeEnvelope =
                  BridgeInboundEvent, BridgeStateChangedEvent, BridgeErrorEvent>;
 
 /// Calls the one of `answers` that takes the record in `envelope` and returns what it returns.
-/// Returns an empty `Result` without a call when none of them takes it, and when the request names
-/// another platform than `platform`, compared by canonical equivalence.
+/// Returns `Result{}` without a call when none of them takes it, and when the request names another
+/// platform than `platform`, compared by canonical equivalence.
 template <typename Result = Outcome, typename... Answers>
 [[nodiscard]] Result answerRequest(BridgeEnvelope& envelope, std::string_view platform,
                                    Answers... answers) {

@@ -14,7 +14,7 @@ class JsonSize {
   void put(std::string_view bytes) { size_ += bytes.size(); }
   /// The characters of a string, without its quotation marks.
   void putEscaped(std::string_view text) {
-    // To look at each character of a short text takes longer than to take too much room.
+    // For a short text, counting takes longer than reserving too much memory.
     constexpr std::size_t shortText = 256;
     size_ += text.size() <= shortText ? text.size() * longestEscape : escapedSize(text);
   }

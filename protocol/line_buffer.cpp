@@ -84,7 +84,7 @@ MessageLine LineBuffer::terminate(std::string_view text) {
   return {{begin, text.size() + 1}};
 }
 
-// Something in this line is not valid; what follows it has not been looked at yet.
+// The check has stopped at a byte of this line that is not valid. It goes on behind the line.
 MessageLine LineBuffer::repair(std::string_view text) {
   valid_ = begin_;
   validate();

@@ -8,7 +8,7 @@
 
 namespace ferncrest {
 
-/// The state of the running service: one record a process.
+/// The state of the running service: one record per process.
 struct BridgeService {
   /// The platform served, as the bytes of the command line.
   std::string platform;
@@ -20,7 +20,7 @@ struct BridgeService {
 
 /// Serves the host on the standard streams until its input ends: through a backend if one is found,
 /// else or after that fails as the stub. Fails when the stub cannot write to standard output. To be
-/// called once a process.
+/// called once per process.
 [[nodiscard]] Outcome run(BridgeService& service);
 
 }  // namespace ferncrest

@@ -52,12 +52,12 @@ Answer listenTo(StubBridge& stub, BridgeChannelScope& scope) {
 }  // namespace
 
 Lines announce(StubBridge& stub) {
-  const auto report = [](BridgeConnectionState state) {
+  const auto lineOf = [](BridgeConnectionState state) {
     return encodeEnvelopeLine(BridgeStateChangedEvent{std::move(state)});
   };
   stub.kept.fixedLines = {encodeEnvelopeLine(BridgeHello{stub.platform, stub.bridgeVersion}),
-                          report(BridgeDisconnectedState{}), report(BridgeConnectingState{}),
-                          report(BridgeConnectedState{stub.accountDisplayName})};
+                          lineOf(BridgeDisconnectedState{}), lineOf(BridgeConnectingState{}),
+                          lineOf(BridgeConnectedState{stub.accountDisplayName})};
   return Lines(stub.kept.fixedLines).first(2);
 }
 
@@ -80,16 +80,15 @@ Answer handleSendMessage(StubBridge& stub, BridgeOutboundMessage message) {
 }
 
 Lines answerWith(StubBridge& stub, const BridgeEnvelope& envelope) {
-  encodeEnvelopeLine(envelope, stub.kept.line.front());
-  return stub.kept.line;
+  encodeEnvelopeLine(envelope, stub.kept.line);
+  return {&stub.kept.line, 1};
 }
 
 void releaseSpareMemory(StubBridge& stub) {
   constexpr std::size_t usualCapacity = std::size_t{16} << 10U;
-  std::string& line = stub.kept.line.front();
-  if (line.capacity() > usualCapacity) {
+  if (stub.kept.line.capacity() > usualCapacity) {
     // An assignment would keep the memory.
-    std::string().swap(line);
+    std::string().swap(stub.kept.line);
     stub.kept.message.emplace<BridgeInboundEvent>();
   }
 }

@@ -21,7 +21,7 @@ using Lines = std::span<const std::string>;
 /// What a request is answered with, or why there is no answer.
 using Answer = std::expected<Lines, Failure>;
 
-/// What the stub tells the host about itself, and what it answers with.
+/// The settings of the stub, and the memory in which it builds its answers.
 struct StubBridge {
   std::string platform;  ///< valid UTF-8
   std::string bridgeVersion = "managed-process-3";
@@ -33,7 +33,7 @@ struct StubBridge {
   struct Kept {
     std::array<std::string, 4> fixedLines;          ///< hello, disconnected, connecting, connected
     BridgeEnvelope message = BridgeInboundEvent{};  ///< the last one; the next one overwrites it
-    std::array<std::string, 1> line;                ///< the last one that was encoded
+    std::string line;                               ///< the last one that was encoded
     MessageStamps stamps;
   };
   Kept kept = {};
@@ -43,6 +43,8 @@ struct StubBridge {
 /// account's name will not change any more.
 [[nodiscard]] Lines announce(StubBridge& stub);
 
+/// The answers to the requests of these names. The last two fail when the operating system gives no
+/// random bytes, with its error text.
 [[nodiscard]] Answer handleConnect(const StubBridge& stub);
 [[nodiscard]] Answer handleDisconnect(const StubBridge& stub);
 [[nodiscard]] Answer handleStartListening(StubBridge& stub, BridgeScope scope);

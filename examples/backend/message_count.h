@@ -17,7 +17,7 @@ class MessageCount {
   [[nodiscard]] std::uint64_t value() const { return value_; }
 
   /// Adds one and stores the count, or says why it could not be stored.
-  Outcome increment();
+  [[nodiscard]] Outcome increment();
 
  private:
   std::string path_;

@@ -13,6 +13,6 @@ namespace ferncrest {
 std::string base64(std::string_view bytes);
 
 /// An attachment with the content, kind and media type of the file at `path`, or why not.
-std::expected<BridgeAttachment, Failure> readAttachment(const std::string& path);
+[[nodiscard]] std::expected<BridgeAttachment, Failure> readAttachment(const std::string& path);
 
 }  // namespace ferncrest

@@ -27,6 +27,7 @@ std::string_view commandHelp();
 
 /// Parses `line`, valid UTF-8 and not blank; requests are for `platform`. Reads the files that are
 /// to be attached. The failure says what to type instead.
-std::expected<Command, Failure> parseCommand(std::string_view line, const std::string& platform);
+[[nodiscard]] std::expected<Command, Failure> parseCommand(std::string_view line,
+                                                           const std::string& platform);
 
 }  // namespace ferncrest

@@ -176,12 +176,9 @@ void Console::perform(Quit /*quit*/) {
 // Writes as much as the pipe takes now; poll reports when it takes more.
 void Console::sendRequests() {
   while (hasRequests()) {
-    const ssize_t count =
-        ::write(service_.requests.get(), requests_.data() + sent_, requests_.size() - sent_);
-    if (count < 0 && errno == EINTR) {
-      continue;
-    }
-    if (count < 0 && errno == EAGAIN) {
+    const std::ptrdiff_t count =
+        writeSome(service_.requests.get(), std::string_view(requests_).substr(sent_));
+    if (count == -EAGAIN) {
       return;
     }
     if (count < 0) {

@@ -12,7 +12,7 @@ namespace ferncrest {
 /// that only this user can read. The destructor removes the file and its directory.
 class LaunchToken {
  public:
-  static std::expected<LaunchToken, Failure> create();
+  [[nodiscard]] static std::expected<LaunchToken, Failure> create();
 
   LaunchToken(LaunchToken&& other) noexcept;
   LaunchToken& operator=(LaunchToken&&) = delete;
@@ -25,7 +25,7 @@ class LaunchToken {
 
  private:
   explicit LaunchToken(std::string directory) : directory_(std::move(directory)) {}
-  Outcome makeText();
+  [[nodiscard]] Outcome makeText();
   [[nodiscard]] Outcome writeFile() const;
 
   std::string directory_;

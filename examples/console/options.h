@@ -20,7 +20,7 @@ struct Options {
 std::string_view optionHelp();
 
 /// Parses the command line; `program` is argv[0], beside which the service is looked for.
-std::expected<Options, Failure> parseOptions(const std::string& program,
-                                             const std::vector<std::string>& arguments);
+[[nodiscard]] std::expected<Options, Failure> parseOptions(
+    const std::string& program, const std::vector<std::string>& arguments);
 
 }  // namespace ferncrest

@@ -22,9 +22,9 @@ struct ServiceProcess {
 };
 
 /// Starts `program`, a path or a name to be found through PATH, with exactly this environment.
-std::expected<ServiceProcess, Failure> startService(const std::string& program,
-                                                    const std::string& platform,
-                                                    const Environment& environment);
+[[nodiscard]] std::expected<ServiceProcess, Failure> startService(const std::string& program,
+                                                                  const std::string& platform,
+                                                                  const Environment& environment);
 
 /// Waits until the process has exited and returns its wait status, or kills it after `patience` and
 /// returns nothing. `signals` is a pipe that becomes readable at each SIGCHLD.
