@@ -1,10 +1,10 @@
 #pragma once
 
-#include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 namespace ferncrest {
 
@@ -37,14 +37,17 @@ Block load(const char* bytes) {
   return block;
 }
 
-/// The block in words, with bits set in its special bytes only.
+/// The block's first and last word, with bits set in its special bytes only.
 template <Solidus solidus, typename Block>
 auto markSpecial(Block block) {
   auto marked = (block == '"') | (block == '\\') | (block < 0x20);
   if constexpr (solidus == Solidus::special) {
     marked |= block == '/';
   }
-  return std::bit_cast<std::array<std::uint64_t, sizeof(Block) / 8>>(marked);
+  // Not cast to an array, which g++ 12 does through memory.
+  using Words [[gnu::vector_size(sizeof(Block))]] = std::uint64_t;
+  const auto words = std::bit_cast<Words>(marked);
+  return std::pair(words[0], words[sizeof(Block) / 8 - 1]);
 }
 
 /// Calls `use` with each block of [begin, end) and its offset until one of them holds a special
@@ -54,12 +57,11 @@ const char* findInBlocks(const char* begin, const char* end, Use use) {
   const auto findFrom = [=](const char* from) -> const char* {
     const auto block = load<Block>(from);
     use(block, from - begin);
-    const auto words = markSpecial<solidus>(block);
-    if (words.front() != 0) {
-      return from + std::countr_zero(words.front()) / 8;
+    const auto [first, last] = markSpecial<solidus>(block);
+    if (first != 0) {
+      return from + std::countr_zero(first) / 8;
     }
-    return words.back() != 0 ? from + sizeOf<Block> - 8 + std::countr_zero(words.back()) / 8
-                             : nullptr;
+    return last != 0 ? from + sizeOf<Block> - 8 + std::countr_zero(last) / 8 : nullptr;
   };
   const char* const last = end - sizeOf<Block>;
   for (const char* from = begin; from < last; from += sizeOf<Block>) {
