@@ -45,6 +45,9 @@ std::expected<std::size_t, Failure> readSome(int fd, std::span<char> buffer) {
 
 Outcome writeRest(int fd, std::string_view bytes, std::ptrdiff_t count) {
   for (;;) {
+    if (count == -EAGAIN && isHungUp(fd)) {
+      count = -EIO;
+    }
     if (count >= 0) {
       bytes.remove_prefix(static_cast<std::size_t>(count));
     } else if (!isWorthRetrying(static_cast<int>(-count), fd, POLLOUT)) {
@@ -63,6 +66,12 @@ bool isReadable(int fd) {
 
 bool isWritable(int fd) {
   return isReady(fd, POLLOUT);
+}
+
+bool isHungUp(int fd) {
+  pollfd waiting{.fd = fd, .events = POLLOUT, .revents = 0};
+  // Any other stream reports an error or room together with a hang-up.
+  return ::poll(&waiting, 1, 0) > 0 && waiting.revents == POLLHUP;
 }
 
 }  // namespace ferncrest

@@ -52,4 +52,8 @@ bool isReadable(int fd);
 /// Whether a write of one byte to `fd` would return at once, with success or an error.
 bool isWritable(int fd);
 
+/// Whether `fd` is the master of a pseudo-terminal that is full and has no slave any more. A write
+/// to it would wait for ever.
+bool isHungUp(int fd);
+
 }  // namespace ferncrest

@@ -83,6 +83,9 @@ std::ptrdiff_t OutputStream::writeSome(std::string_view bytes) const {
       if (own_.isOpen()) {
         return ferncrest::writeSome(own_.get(), bytes);
       }
+      if (isHungUp(fd_)) {
+        return -EIO;
+      }
       return isWritable(fd_) ? ferncrest::writeSome(fd_, bytes.substr(0, terminalPiece)) : -EAGAIN;
     case Kind::file:
       return ferncrest::writeSome(fd_, bytes);

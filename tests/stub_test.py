@@ -10,6 +10,7 @@ import select
 import subprocess
 import sys
 import time
+import tty
 import unicodedata
 
 from host import FORMAT, MISSING, converse, launched
@@ -189,6 +190,19 @@ for asked, status, reason in (b"", 0, b""), (request("connect"), 1, b"Broken pip
         process.stdin.close()
         errors = b"[BridgeService] fatal error: %s\n" % reason
         assert (process.stderr.read(), process.wait()) == (errors if reason else b"", status)
+
+# It does not try for ever to write to a terminal that is full and closed on the other side, where
+# Linux neither takes bytes nor reports an error. There may be room for the error event.
+if sys.platform == "linux":
+    terminal, other = os.openpty()
+    tty.setraw(other)
+    os.close(other)
+    os.set_blocking(terminal, False)
+    with launched(service, stdout=terminal) as process:
+        _, errors = process.communicate(send("x" * 1_000_000), timeout=60)
+        fatal = b"[BridgeService] fatal error: Input/output error\n"
+        assert (errors, process.returncode) in ((b"", 0), (fatal, 1)), errors
+    os.close(terminal)
 
 # The time is a new one when its second is over.
 with launched(service) as process:
