@@ -1,5 +1,7 @@
 #include "protocol/line_buffer.h"
 
+#include <algorithm>
+#include <bit>
 #include <cstring>
 
 #include "platform/system.h"
@@ -48,15 +50,20 @@ std::optional<MessageLine> LineBuffer::next() {
 }
 
 bool LineBuffer::holdsSpareMemory() const {
-  return buffer_.capacity() > usualCapacity && end_ - begin_ < usualCapacity / 2;
+  return buffer_.capacity() > enoughCapacity();
 }
 
 void LineBuffer::releaseSpareMemory() {
   if (holdsSpareMemory()) {
     moveToFront();
-    buffer_.resize(usualCapacity);
+    buffer_.resize(enoughCapacity());
     releaseFreeMemory();
   }
+}
+
+// At least twice what is in use, so that the buffer does not shrink and grow in turns.
+std::size_t LineBuffer::enoughCapacity() const {
+  return std::max(usualCapacity, std::bit_ceil(2 * (end_ - begin_)));
 }
 
 std::optional<std::string_view> LineBuffer::nextRawLine() {

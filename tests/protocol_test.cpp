@@ -119,15 +119,16 @@ TEST(Encode, hasRoomForTheLongestEscapes) {
 TEST(LineBuffer, holdsTheMemoryOfALongLineNoLongerThanAsked) {
   LineBuffer buffer;
   const std::size_t usual = buffer.room().size();
-  buffer.append(std::string(std::size_t{5} << 20U, 'x') + "\nrest");
+  const std::string rest(usual - 1000, 'r');
+  buffer.append(std::string(std::size_t{5} << 20U, 'x') + "\n" + rest);
   EXPECT_FALSE(buffer.holdsSpareMemory());
   EXPECT_TRUE(buffer.next());
   EXPECT_TRUE(buffer.holdsSpareMemory());
   buffer.releaseSpareMemory();
   EXPECT_FALSE(buffer.holdsSpareMemory());
-  EXPECT_EQ(buffer.room().size(), usual - 4);
+  EXPECT_LT(buffer.room().size(), 2 * usual);
   buffer.append(" \r\n");
-  EXPECT_EQ(buffer.next()->terminated, "rest\n");
+  EXPECT_EQ(buffer.next()->terminated, rest + "\n");
 }
 
 }  // namespace
