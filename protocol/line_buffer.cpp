@@ -50,20 +50,16 @@ std::optional<MessageLine> LineBuffer::next() {
 }
 
 bool LineBuffer::holdsSpareMemory() const {
-  return buffer_.capacity() > enoughCapacity();
+  // Much more, so that a buffer in use for long lines keeps its memory.
+  return buffer_.capacity() > usualCapacity && end_ - begin_ < buffer_.capacity() / 32;
 }
 
 void LineBuffer::releaseSpareMemory() {
   if (holdsSpareMemory()) {
     moveToFront();
-    buffer_.resize(enoughCapacity());
+    buffer_.resize(std::max(usualCapacity, std::bit_ceil(2 * end_)));
     releaseFreeMemory();
   }
-}
-
-// At least twice what is in use, so that the buffer does not shrink and grow in turns.
-std::size_t LineBuffer::enoughCapacity() const {
-  return std::max(usualCapacity, std::bit_ceil(2 * (end_ - begin_)));
 }
 
 std::optional<std::string_view> LineBuffer::nextRawLine() {

@@ -45,7 +45,6 @@ class LineBuffer {
   void releaseSpareMemory();
 
  private:
-  [[nodiscard]] std::size_t enoughCapacity() const;
   std::optional<std::string_view> nextRawLine();
   MessageLine terminate(std::string_view text);
   MessageLine repair(std::string_view text);
