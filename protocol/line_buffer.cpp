@@ -50,7 +50,7 @@ std::optional<MessageLine> LineBuffer::next() {
 }
 
 bool LineBuffer::holdsSpareMemory() const {
-  // Much more, so that a buffer in use for long lines keeps its memory.
+  // Not as soon as half would do: a buffer that shrinks in the middle of each long line is slow.
   return buffer_.capacity() > usualCapacity && end_ - begin_ < buffer_.capacity() / 32;
 }
 
