@@ -23,9 +23,10 @@ bool isWorthRetrying(int errorNumber, int fd, short event) {
   return ::poll(&waiting, 1, -1) >= 0 || errno == EINTR;
 }
 
-bool isReady(int fd, short event) {
+// What poll reports now; 0 when it reports nothing.
+short polledNow(int fd, short event) {
   pollfd waiting{.fd = fd, .events = event, .revents = 0};
-  return ::poll(&waiting, 1, 0) > 0;
+  return ::poll(&waiting, 1, 0) > 0 ? waiting.revents : short{0};
 }
 
 }  // namespace
@@ -61,17 +62,16 @@ Outcome writeRest(int fd, std::string_view bytes, std::ptrdiff_t count) {
 }
 
 bool isReadable(int fd) {
-  return isReady(fd, POLLIN);
+  return polledNow(fd, POLLIN) != 0;
 }
 
 bool isWritable(int fd) {
-  return isReady(fd, POLLOUT);
+  return polledNow(fd, POLLOUT) != 0;
 }
 
 bool isHungUp(int fd) {
-  pollfd waiting{.fd = fd, .events = POLLOUT, .revents = 0};
   // Any other stream reports an error or room together with a hang-up.
-  return ::poll(&waiting, 1, 0) > 0 && waiting.revents == POLLHUP;
+  return polledNow(fd, POLLOUT) == POLLHUP;
 }
 
 }  // namespace ferncrest

@@ -57,11 +57,11 @@ const char* findInBlocks(const char* begin, const char* end, Use use) {
   const auto findFrom = [=](const char* from) -> const char* {
     const auto block = load<Block>(from);
     use(block, from - begin);
-    const auto [first, last] = markSpecial<solidus>(block);
-    if (first != 0) {
-      return from + std::countr_zero(first) / 8;
+    const auto [front, back] = markSpecial<solidus>(block);
+    if (front != 0) {
+      return from + std::countr_zero(front) / 8;
     }
-    return last != 0 ? from + sizeOf<Block> - 8 + std::countr_zero(last) / 8 : nullptr;
+    return back != 0 ? from + sizeOf<Block> - 8 + std::countr_zero(back) / 8 : nullptr;
   };
   const char* const last = end - sizeOf<Block>;
   for (const char* from = begin; from < last; from += sizeOf<Block>) {

@@ -23,7 +23,11 @@ def launched(service, *arguments, backend="", **streams):
                        "FERNCREST_MANAGED_BRIDGE_DATA_DIR": os.path.join(directory, "data")}
         pipes = dict.fromkeys(("stdin", "stdout", "stderr"), subprocess.PIPE)
         with subprocess.Popen([service, *arguments], env=environment, **{**pipes, **streams}) as process:
-            yield process
+            try:
+                yield process
+            except BaseException:
+                process.kill()  # else a service that hangs is waited for without end
+                raise
 
 
 def converse(lines, *launch, **options):
