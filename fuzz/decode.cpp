@@ -85,6 +85,8 @@ void check(const std::string& text) {
       parser.allocate(4 * longestText, 2 * longestText) == simdjson::SUCCESS;
   require(isReady, "there is memory");
   const auto envelope = decodeEnvelope(text);
+  const auto rest = decodeEnvelope(text, Attachments::dropped);
+  require(envelope ? rest.has_value() : rest == envelope, "dropped attachments are checked too");
   const bool wellFormed = envelope || envelope.error().kind != DecodingError::Kind::invalidJson;
   dom::element read;
   const auto error = parser.parse(text.data(), text.size()).get(read);

@@ -27,10 +27,12 @@ using Kind = JsonReader::Kind;
 // The result of decoding a value: null on success, else a fault that the source owns.
 using Fault = DecodingError*;
 
-// The text, and the faults found in it.
+// The text, what is wanted of it, and the faults found in it.
 struct Source {
   JsonReader reader;
-  std::forward_list<DecodingError> faults;
+  Attachments attachments;
+  bool dropsStrings = false;  // while an attachment is decoded that is dropped
+  std::forward_list<DecodingError> faults = {};
 
   Fault fault(DecodingError::Kind kind, std::string_view type, std::string description) {
     faults.push_front({kind, type, {}, std::move(description)});
@@ -60,7 +62,11 @@ Fault decode(Source& source, std::string& text) {
   if (source.reader.peek() != Kind::string) {
     return rejectValue(source, "String");
   }
-  source.reader.readString(text);
+  if (source.dropsStrings) {
+    source.reader.skipValue();
+  } else {
+    source.reader.readString(text);
+  }
   return nullptr;
 }
 
@@ -78,23 +84,27 @@ Fault decode(Source& source, Record& record);
 template <typename... Cases>
 Fault decode(Source& source, std::variant<Cases...>& choice);
 
-template <typename Element>
-Fault decode(Source& source, std::vector<Element>& list) {
+Fault decode(Source& source, std::vector<BridgeAttachment>& list) {
   if (source.reader.peek() != Kind::array) {
     return rejectValue(source, "Array");
   }
+  source.dropsStrings = source.attachments == Attachments::dropped;
   Fault fault = nullptr;
   source.reader.enterArray();
-  while (source.reader.nextElement()) {
+  for (std::size_t index = 0; source.reader.nextElement(); ++index) {
     if (fault != nullptr) {
       source.reader.skipValue();
       continue;
     }
     fault = decode(source, list.emplace_back());
     if (fault != nullptr) {
-      under(std::to_string(list.size() - 1), fault);
+      under(std::to_string(index), fault);
+    }
+    if (source.attachments == Attachments::dropped) {
+      list.clear();
     }
   }
+  source.dropsStrings = false;
   return fault;
 }
 
@@ -234,8 +244,9 @@ Fault decode(Source& source, std::variant<Cases...>& choice) {
 
 }  // namespace
 
-std::expected<BridgeEnvelope, DecodingError> decodeEnvelope(std::string_view text) {
-  Source source{.reader = JsonReader(text), .faults = {}};
+std::expected<BridgeEnvelope, DecodingError> decodeEnvelope(std::string_view text,
+                                                            Attachments attachments) {
+  Source source{.reader = JsonReader(text), .attachments = attachments};
   // The case is named because value initialisation would clear the whole variant first.
   std::expected<BridgeEnvelope, DecodingError> envelope(std::in_place, std::in_place_index<0>);
   Fault fault = decode(source, *envelope);

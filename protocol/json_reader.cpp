@@ -28,6 +28,19 @@ std::size_t findClosingMark(std::string_view text) {
   return mark;
 }
 
+// Whether nothing but the solidus is escaped, and nothing malformed, in a string whose quotation
+// mark is the last byte of `text`. Looks at all bytes and without branches, so that the compiler
+// uses vector instructions: a string in base64 has too many escapes to stop at each.
+bool escapesOnlySolidi(std::string_view text) {
+  unsigned char others = 0;
+  for (std::size_t next = 1; next < text.size(); ++next) {
+    const auto byte = static_cast<unsigned char>(text[next - 1]);
+    const bool isOther = (byte < 0x20) | ((byte == '\\') & (text[next] != '/'));
+    others |= static_cast<unsigned char>(isOther);
+  }
+  return others == 0;
+}
+
 }  // namespace
 
 bool JsonReader::readBoolean() {
@@ -56,8 +69,7 @@ void JsonReader::skipValue() {
 void JsonReader::skipScalar(Kind kind) {
   switch (kind) {
     case Kind::string:
-      takeString(unescapedKey_);
-      return;
+      return skipString();
     case Kind::number:
       return skipNumber();
     case Kind::boolean:
@@ -67,6 +79,19 @@ void JsonReader::skipScalar(Kind kind) {
       return takeLiteral("null");
     default:
       return fail();
+  }
+}
+
+void JsonReader::skipString() {
+  if (takePlainString()) {
+    return;
+  }
+  const std::string_view rest(position_ + 1, end_);
+  const std::size_t mark = findClosingMark(rest);
+  if (mark != std::string_view::npos && escapesOnlySolidi(rest.substr(0, mark + 1))) {
+    position_ = rest.data() + mark + 1;
+  } else {
+    takeEscapedString(unescaped_);
   }
 }
 

@@ -53,6 +53,7 @@ class JsonReader {
   bool takeSeparator(char close);
   void enter();
   void skipScalar(Kind kind);
+  void skipString();
   std::string_view takeString(std::string& unescaped);
   std::optional<std::string_view> takePlainString();
   void takeEscapedString(std::string& text);
@@ -82,7 +83,7 @@ class JsonReader {
   std::size_t depth_ = 0;
   bool atFirstMember_ = false;
   bool malformed_ = false;
-  std::string unescapedKey_;  // of the last key or skipped string that had escapes
+  std::string unescaped_;  // memory for keys and skipped strings that have escapes
 };
 
 // Inline, because every value of a short request goes through these functions.
@@ -99,7 +100,7 @@ inline std::optional<std::string_view> JsonReader::nextKey() {
     fail();
     return std::nullopt;
   }
-  const std::string_view key = takeString(unescapedKey_);
+  const std::string_view key = takeString(unescaped_);
   if (nextCharacter() != ':') {
     fail();
     return std::nullopt;
