@@ -7,14 +7,11 @@
 
 namespace ferncrest {
 
-std::expected<RandomBytes::Block, Failure> RandomBytes::next() {
-  if (used_ == batch_.size()) {
-    if (::getentropy(batch_.data(), sizeof batch_) != 0) {
-      return std::unexpected(systemFailure(errno));
-    }
-    used_ = 0;
+Outcome fillWithRandomBytes(std::span<std::uint8_t> bytes) {
+  if (::getentropy(bytes.data(), bytes.size()) != 0) {
+    return std::unexpected(systemFailure(errno));
   }
-  return batch_.at(used_++);
+  return {};
 }
 
 }  // namespace ferncrest

@@ -22,13 +22,13 @@ namespace ferncrest {
 
 namespace {
 
-Answer answerLine(StubBridge& stub, std::string_view text) {
+Lines answerLine(StubBridge& stub, std::string_view text) {
   // No answer of the stub depends on a message's attachments.
   auto envelope = decodeEnvelope(text, Attachments::dropped);
   if (!envelope) {
-    return std::unexpected(Failure{std::string(envelope.error().description())});
+    return answerWith(stub, BridgeErrorEvent{std::string(envelope.error().description())});
   }
-  return answerRequest<Answer>(
+  return answerRequest<Lines>(
       *envelope, stub.platform, [&](BridgeConnectRequest&) { return handleConnect(stub); },
       [&](BridgeDisconnectRequest&) { return handleDisconnect(stub); },
       [&](BridgeStartListeningRequest& request) {
@@ -49,8 +49,7 @@ Outcome runStub(StubBridge& stub, NextLine nextLine) {
     if (!line) {
       return {};
     }
-    const Answer answer = answerLine(stub, line->text());
-    written = answer ? writeEvents(*answer) : std::unexpected(answer.error());
+    written = writeEvents(answerLine(stub, line->text()));
     if (!written) {
       written = writeEvents(answerWith(stub, BridgeErrorEvent{written.error().description}));
     }

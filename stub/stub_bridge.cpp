@@ -11,11 +11,8 @@ namespace ferncrest {
 namespace {
 
 template <typename Make>
-Answer answerWithMessage(StubBridge& stub, Make make) {
-  auto& event = std::get<BridgeInboundEvent>(stub.kept.message).event;
-  if (Outcome made = make(event); !made) {
-    return std::unexpected(std::move(made.error()));
-  }
+Lines answerWithMessage(StubBridge& stub, Make make) {
+  make(std::get<BridgeInboundEvent>(stub.kept.message).event);
   return answerWith(stub, stub.kept.message);
 }
 
@@ -31,21 +28,21 @@ Lines reportScopeUnavailable(StubBridge& stub, std::string title) {
   return answerWith(stub, BridgeErrorEvent{std::move(title)});
 }
 
-Answer listenTo(StubBridge& stub, BridgeTestOnlyScope& scope) {
+Lines listenTo(StubBridge& stub, BridgeTestOnlyScope& scope) {
   return answerWithMessage(stub, [&](BridgeInboundMessageEvent& event) {
-    return makeSelfTestMessage(stub.kept.stamps, std::move(scope.title), event);
+    makeSelfTestMessage(stub.kept.stamps, std::move(scope.title), event);
   });
 }
 
-Answer listenTo(StubBridge& stub, BridgeThreadScope& scope) {
+Lines listenTo(StubBridge& stub, BridgeThreadScope& scope) {
   return reportScopeUnavailable(stub, std::move(scope.title).value_or("Thread"));
 }
 
-Answer listenTo(StubBridge& stub, BridgeConversationScope& scope) {
+Lines listenTo(StubBridge& stub, BridgeConversationScope& scope) {
   return reportScopeUnavailable(stub, std::move(scope.title));
 }
 
-Answer listenTo(StubBridge& stub, BridgeChannelScope& scope) {
+Lines listenTo(StubBridge& stub, BridgeChannelScope& scope) {
   return reportScopeUnavailable(stub, std::move(scope.title));
 }
 
@@ -61,21 +58,21 @@ Lines announce(StubBridge& stub) {
   return Lines(stub.kept.fixedLines).first(2);
 }
 
-Answer handleConnect(const StubBridge& stub) {
+Lines handleConnect(const StubBridge& stub) {
   return Lines(stub.kept.fixedLines).last(2);
 }
 
-Answer handleDisconnect(const StubBridge& stub) {
+Lines handleDisconnect(const StubBridge& stub) {
   return Lines(stub.kept.fixedLines).subspan(1, 1);
 }
 
-Answer handleStartListening(StubBridge& stub, BridgeScope scope) {
+Lines handleStartListening(StubBridge& stub, BridgeScope scope) {
   return std::visit([&](auto& kind) { return listenTo(stub, kind); }, scope);
 }
 
-Answer handleSendMessage(StubBridge& stub, BridgeOutboundMessage message) {
+Lines handleSendMessage(StubBridge& stub, BridgeOutboundMessage message) {
   return answerWithMessage(stub, [&](BridgeInboundMessageEvent& event) {
-    return makeEchoMessage(stub.kept.stamps, std::move(message), event);
+    makeEchoMessage(stub.kept.stamps, std::move(message), event);
   });
 }
 

@@ -1,12 +1,10 @@
 #pragma once
 
 #include <array>
-#include <expected>
 #include <optional>
 #include <span>
 #include <string>
 
-#include "platform/failure.h"
 #include "protocol/envelope.h"
 #include "stub/synthetic_messages.h"
 
@@ -17,9 +15,6 @@ namespace ferncrest {
 
 /// The lines of envelopes for the host, in this order, borrowed until the stub is called again.
 using Lines = std::span<const std::string>;
-
-/// What a request is answered with, or why there is no answer.
-using Answer = std::expected<Lines, Failure>;
 
 /// The settings of the stub, and the memory in which it builds its answers.
 struct StubBridge {
@@ -43,12 +38,11 @@ struct StubBridge {
 /// account's name will not change any more.
 [[nodiscard]] Lines announce(StubBridge& stub);
 
-/// The answers to the requests of these names. The last two fail when the operating system gives no
-/// random bytes, with its error text.
-[[nodiscard]] Answer handleConnect(const StubBridge& stub);
-[[nodiscard]] Answer handleDisconnect(const StubBridge& stub);
-[[nodiscard]] Answer handleStartListening(StubBridge& stub, BridgeScope scope);
-[[nodiscard]] Answer handleSendMessage(StubBridge& stub, BridgeOutboundMessage message);
+/// The answers to the requests of these names.
+[[nodiscard]] Lines handleConnect(const StubBridge& stub);
+[[nodiscard]] Lines handleDisconnect(const StubBridge& stub);
+[[nodiscard]] Lines handleStartListening(StubBridge& stub, BridgeScope scope);
+[[nodiscard]] Lines handleSendMessage(StubBridge& stub, BridgeOutboundMessage message);
 
 /// The answer that consists of this envelope.
 [[nodiscard]] Lines answerWith(StubBridge& stub, const BridgeEnvelope& envelope);

@@ -1,10 +1,14 @@
 #include "stub/synthetic_messages.h"
 
+#include <array>
+#include <bit>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
 #include <utility>
+
+#include "platform/random.h"
 
 namespace ferncrest {
 
@@ -40,28 +44,37 @@ std::string timestampOf(std::chrono::sys_seconds second) {
   return text;
 }
 
+// Differs from process to process, so that their identifiers do. The time does too, if the
+// operating system has no random bytes.
+std::uint64_t seed() {
+  std::array<std::uint8_t, sizeof(std::uint64_t)> bytes{};
+  if (fillWithRandomBytes(bytes)) {
+    return std::bit_cast<std::uint64_t>(bytes);
+  }
+  return static_cast<std::uint64_t>(std::chrono::system_clock::now().time_since_epoch().count());
+}
+
 constexpr const char* stubSenderName = "Ferncrest Managed Bridge";
 constexpr const char* echoSenderId = "managed-bridge-echo";
 
 }  // namespace
 
-Outcome MessageStamps::newMessageId(std::string& id) {
-  auto bytes = random_.next();
-  if (!bytes) {
-    return std::unexpected(bytes.error());
-  }
-  (*bytes)[6] = static_cast<std::uint8_t>(((*bytes)[6] & 0x0FU) | 0x40U);  // version 4
-  (*bytes)[8] = static_cast<std::uint8_t>(((*bytes)[8] & 0x3FU) | 0x80U);  // the standard variant
+MessageStamps::MessageStamps() : random_(seed()) {}
+
+void MessageStamps::newMessageId(std::string& id) {
+  const std::uint64_t front = (random_() & ~0xF000ULL) | 0x4000ULL;         // version 4
+  const std::uint64_t back = (random_() & ~(3ULL << 62U)) | (2ULL << 62U);  // the standard variant
   id = "00000000-0000-0000-0000-000000000000";
-  auto to = id.begin();
-  for (const std::uint8_t byte : *bytes) {
-    if (*to == '-') {
-      ++to;
+  const auto putDigits = [&](std::size_t position, std::size_t count, std::uint64_t value) {
+    for (; count > 0; --count, value >>= 4U) {
+      id[position + count - 1] = hexDigits[value & 0xFU];
     }
-    *to++ = hexDigits[byte >> 4U];
-    *to++ = hexDigits[byte & 0xFU];
-  }
-  return {};
+  };
+  putDigits(0, 8, front >> 32U);
+  putDigits(9, 4, front >> 16U);
+  putDigits(14, 4, front);
+  putDigits(19, 4, back >> 48U);
+  putDigits(24, 12, back);
 }
 
 const std::string& MessageStamps::currentTimestamp() {
@@ -73,11 +86,9 @@ const std::string& MessageStamps::currentTimestamp() {
   return timestamp_;
 }
 
-Outcome makeSelfTestMessage(MessageStamps& stamps, std::string title,
-                            BridgeInboundMessageEvent& event) {
-  if (Outcome identified = stamps.newMessageId(event.messageId); !identified) {
-    return identified;
-  }
+void makeSelfTestMessage(MessageStamps& stamps, std::string title,
+                         BridgeInboundMessageEvent& event) {
+  stamps.newMessageId(event.messageId);
   event.conversationId = "managed-test-conversation";
   event.conversationTitle = std::move(title);
   event.senderId = "managed-bridge";
@@ -86,14 +97,11 @@ Outcome makeSelfTestMessage(MessageStamps& stamps, std::string title,
   event.timestampISO8601 = stamps.currentTimestamp();
   event.isDirectMessage = true;
   event.rawReference = "managed-bridge-self-test";
-  return {};
 }
 
-Outcome makeEchoMessage(MessageStamps& stamps, BridgeOutboundMessage message,
-                        BridgeInboundMessageEvent& event) {
-  if (Outcome identified = stamps.newMessageId(event.messageId); !identified) {
-    return identified;
-  }
+void makeEchoMessage(MessageStamps& stamps, BridgeOutboundMessage message,
+                     BridgeInboundMessageEvent& event) {
+  stamps.newMessageId(event.messageId);
   event.conversationId = std::move(message.conversationId);
   event.conversationTitle = "Managed Bridge Echo";
   event.senderId = echoSenderId;
@@ -102,7 +110,6 @@ Outcome makeEchoMessage(MessageStamps& stamps, BridgeOutboundMessage message,
   event.timestampISO8601 = stamps.currentTimestamp();
   event.isDirectMessage = false;
   event.rawReference = echoSenderId;
-  return {};
 }
 
 }  // namespace ferncrest

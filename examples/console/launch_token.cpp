@@ -3,7 +3,10 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
+#include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <utility>
 
@@ -16,7 +19,7 @@ namespace ferncrest {
 
 namespace {
 
-constexpr int tokenBlocks = 2;  // of 16 bytes, 32 digits each; the service requires 32 characters
+constexpr std::size_t tokenBytes = 32;  // 64 digits; the service requires 32 characters
 
 std::expected<std::string, Failure> makePrivateDirectory() {
   const Environment environment = readEnvironment();
@@ -62,18 +65,13 @@ LaunchToken::~LaunchToken() {
 
 Outcome LaunchToken::makeText() {
   constexpr std::string_view digits = "0123456789abcdef";
-  RandomBytes random;
-  for (int count = 0; count < tokenBlocks; ++count) {
-    const auto block = random.next();
-    if (!block) {
-      return std::unexpected(block.error());
-    }
-    for (const auto byte : *block) {
-      text_ += digits[byte >> 4U];
-      text_ += digits[byte & 0xFU];
-    }
+  std::array<std::uint8_t, tokenBytes> bytes{};
+  Outcome filled = fillWithRandomBytes(bytes);
+  for (const std::uint8_t byte : bytes) {
+    text_ += digits[byte >> 4U];
+    text_ += digits[byte & 0xFU];
   }
-  return {};
+  return filled;
 }
 
 Outcome LaunchToken::writeFile() const {
