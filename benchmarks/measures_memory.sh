@@ -79,5 +79,5 @@ measure idle_relay 'Memory, idle with a backend' MiB 'figure <= 1.0 cat' 'figure
 measure relayed "Memory, $(amount 1024 256) MiB relayed" MiB 'figure <= 1.0 cat' 'figure <= 1.5'
 measure requests "Memory, $(amount 1000000 100000) requests" MiB \
   'figure <= 1.0 cat, returning them' 'figure <= 1.5'
-measure long_attachment 'Memory, 64 MiB attachment' MiB "figure <= $(times 3.2 long-attachment)"
+measure long_attachment 'Memory, 64 MiB attachment' MiB "figure <= $(times 1.15 long-attachment)"
 measure long_line 'Memory, 64 MiB line forwarded' MiB "figure <= $(times 1.2 long-line)"

@@ -47,6 +47,13 @@ void decode(benchmark::State& state, const std::string& text) {
   countBytes(state, text.size());
 }
 
+void checkAttachment(benchmark::State& state, const std::string& text) {
+  while (state.KeepRunning()) {
+    benchmark::DoNotOptimize(ferncrest::decodeEnvelope(text, ferncrest::Attachments::dropped));
+  }
+  countBytes(state, text.size());
+}
+
 void encode(benchmark::State& state, const std::string& text) {
   const auto envelope = ferncrest::decodeEnvelope(text);
   std::size_t size = 0;
@@ -106,6 +113,7 @@ BENCHMARK_CAPTURE(decode, plain_megabyte, sendMessage(std::string(mebibyte, 'a')
 BENCHMARK_CAPTURE(decode, base64_megabyte, sendMessage("", base64Like(mebibyte)));
 BENCHMARK_CAPTURE(decode, cyrillic_megabyte,
                   sendMessage(repeated("\xD0\x9C\xD0\xBE\xD1\x81\xD1\x82 ", mebibyte), ""));
+BENCHMARK_CAPTURE(checkAttachment, base64_megabyte, sendMessage("", base64Like(mebibyte)));
 BENCHMARK_CAPTURE(encode, short_request, shortRequest());
 BENCHMARK_CAPTURE(encode, plain_megabyte, sendMessage(std::string(mebibyte, 'a'), ""));
 BENCHMARK_CAPTURE(encode, base64_megabyte, sendMessage("", base64Like(mebibyte)));
