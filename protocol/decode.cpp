@@ -32,7 +32,7 @@ struct Source {
   JsonReader reader;
   Attachments attachments;
   bool dropsStrings = false;  // while an attachment is decoded that is dropped
-  std::forward_list<DecodingError> faults = {};
+  std::forward_list<DecodingError> faults;
 
   Fault fault(DecodingError::Kind kind, std::string_view type, std::string description) {
     faults.push_front({kind, type, {}, std::move(description)});
@@ -246,7 +246,7 @@ Fault decode(Source& source, std::variant<Cases...>& choice) {
 
 std::expected<BridgeEnvelope, DecodingError> decodeEnvelope(std::string_view text,
                                                             Attachments attachments) {
-  Source source{.reader = JsonReader(text), .attachments = attachments};
+  Source source{.reader = JsonReader(text), .attachments = attachments, .faults = {}};
   // The case is named because value initialisation would clear the whole variant first.
   std::expected<BridgeEnvelope, DecodingError> envelope(std::in_place, std::in_place_index<0>);
   Fault fault = decode(source, *envelope);

@@ -166,8 +166,9 @@ TEST(FaultInjection, givesIdentifiersThatNoOtherServiceGives) {
   std::set<std::string> identifiers;
   for (const char* const failing : {"", "", "getentropy", "getentropy"}) {
     Service service(withFaults("", {{"FAULT_CALLS", failing}}));
-    service.write("{\"startListening\":{\"_0\":{\"platform\":\"whatsapp\","
-                  "\"scope\":{\"testOnly\":{\"title\":\"t\"}}}}}\n");
+    service.write(
+        "{\"startListening\":{\"_0\":{\"platform\":\"whatsapp\","
+        "\"scope\":{\"testOnly\":{\"title\":\"t\"}}}}}\n");
     service.expect(greeting);
     const std::string line = service.readLine();
     const std::string key = "\"messageId\":";
