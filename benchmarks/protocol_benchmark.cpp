@@ -114,6 +114,8 @@ BENCHMARK_CAPTURE(decode, base64_megabyte, sendMessage("", base64Like(mebibyte))
 BENCHMARK_CAPTURE(decode, cyrillic_megabyte,
                   sendMessage(repeated("\xD0\x9C\xD0\xBE\xD1\x81\xD1\x82 ", mebibyte), ""));
 BENCHMARK_CAPTURE(checkAttachment, base64_megabyte, sendMessage("", base64Like(mebibyte)));
+BENCHMARK_CAPTURE(checkAttachment, base64_megabyte_in_lines,
+                  sendMessage("", repeated(base64Like(76) + "\\r\\n", mebibyte)));
 BENCHMARK_CAPTURE(encode, short_request, shortRequest());
 BENCHMARK_CAPTURE(encode, plain_megabyte, sendMessage(std::string(mebibyte, 'a'), ""));
 BENCHMARK_CAPTURE(encode, base64_megabyte, sendMessage("", base64Like(mebibyte)));

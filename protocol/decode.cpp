@@ -31,7 +31,7 @@ using Fault = DecodingError*;
 struct Source {
   JsonReader reader;
   Attachments attachments;
-  bool dropsStrings = false;  // while an attachment is decoded that is dropped
+  bool dropsStrings = false;  // while attachments are decoded that are dropped
   std::forward_list<DecodingError> faults;
 
   Fault fault(DecodingError::Kind kind, std::string_view type, std::string description) {

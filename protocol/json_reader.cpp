@@ -28,14 +28,17 @@ std::size_t findClosingMark(std::string_view text) {
   return mark;
 }
 
-// Whether nothing but the solidus is escaped, and nothing malformed, in a string whose quotation
-// mark is the last byte of `text`. Looks at all bytes and without branches, so that the compiler
-// uses vector instructions: a string in base64 has too many escapes to stop at each.
-bool escapesOnlySolidi(std::string_view text) {
+// Whether a string has no escapes but those that base64 has, of the solidus and of line ends, and
+// nothing malformed. `text` is the string and its closing quotation mark. Looks at all bytes and
+// without branches, so that the compiler uses vector instructions: such strings are long and have
+// too many escapes to stop at each.
+bool hasOnlyEscapesOfBase64(std::string_view text) {
   unsigned char others = 0;
   for (std::size_t next = 1; next < text.size(); ++next) {
     const auto byte = static_cast<unsigned char>(text[next - 1]);
-    const bool isOther = (byte < 0x20) | ((byte == '\\') & (text[next] != '/'));
+    const char letter = text[next];
+    const bool isOther =
+        (byte < 0x20) | ((byte == '\\') & (letter != '/') & (letter != 'n') & (letter != 'r'));
     others |= static_cast<unsigned char>(isOther);
   }
   return others == 0;
@@ -86,12 +89,9 @@ void JsonReader::skipString() {
   if (takePlainString()) {
     return;
   }
-  const std::string_view rest(position_ + 1, end_);
-  const std::size_t mark = findClosingMark(rest);
-  if (mark != std::string_view::npos && escapesOnlySolidi(rest.substr(0, mark + 1))) {
-    position_ = rest.data() + mark + 1;
-  } else {
-    takeEscapedString(unescaped_);
+  const auto escaped = takeUpToClosingMark();
+  if (escaped && !hasOnlyEscapesOfBase64({escaped->data(), escaped->size() + 1})) {
+    unescapeTo(unescaped_, *escaped);
   }
 }
 
@@ -101,20 +101,32 @@ bool JsonReader::finish() {
 }
 
 void JsonReader::takeEscapedString(std::string& text) {
+  if (const auto escaped = takeUpToClosingMark()) {
+    unescapeTo(text, *escaped);
+  }
+}
+
+// The inside of the string that comes next, as it stands in the text.
+std::optional<std::string_view> JsonReader::takeUpToClosingMark() {
   const std::string_view rest(position_ + 1, end_);
-  const std::size_t length = findClosingMark(rest);
-  if (length == std::string_view::npos) {
-    return fail();
+  const std::size_t mark = findClosingMark(rest);
+  if (mark == std::string_view::npos) {
+    fail();
+    return std::nullopt;
   }
-  const char* end = nullptr;
-  text.resize_and_overwrite(length, [&](char* to, std::size_t) {
-    end = unescape(rest.substr(0, length), to);
-    return end == nullptr ? 0 : end - to;
+  position_ = rest.data() + mark + 1;
+  return rest.substr(0, mark);
+}
+
+void JsonReader::unescapeTo(std::string& text, std::string_view escaped) {
+  text.resize_and_overwrite(escaped.size(), [&](char* to, std::size_t) -> std::size_t {
+    const char* const end = unescape(escaped, to);
+    if (end == nullptr) {
+      fail();
+      return 0;
+    }
+    return static_cast<std::size_t>(end - to);
   });
-  if (end == nullptr) {
-    return fail();
-  }
-  position_ = rest.data() + length + 1;
 }
 
 void JsonReader::skipNumber() {

@@ -57,6 +57,8 @@ class JsonReader {
   std::string_view takeString(std::string& unescaped);
   std::optional<std::string_view> takePlainString();
   void takeEscapedString(std::string& text);
+  std::optional<std::string_view> takeUpToClosingMark();
+  void unescapeTo(std::string& text, std::string_view escaped);
   void skipNumber();
   bool skipDigits();
   void takeLiteral(std::string_view literal);

@@ -1,5 +1,6 @@
 #include "service/bridge_service.h"
 
+#include <expected>
 #include <new>
 #include <optional>
 #include <string>
@@ -22,11 +23,11 @@ namespace ferncrest {
 
 namespace {
 
-Lines answerLine(StubBridge& stub, std::string_view text) {
+std::expected<Lines, Failure> answerLine(StubBridge& stub, std::string_view text) {
   // No answer of the stub depends on a message's attachments.
   auto envelope = decodeEnvelope(text, Attachments::dropped);
   if (!envelope) {
-    return answerWith(stub, BridgeErrorEvent{std::string(envelope.error().description())});
+    return std::unexpected(Failure{std::string(envelope.error().description())});
   }
   return answerRequest<Lines>(
       *envelope, stub.platform, [&](BridgeConnectRequest&) { return handleConnect(stub); },
@@ -49,7 +50,8 @@ Outcome runStub(StubBridge& stub, NextLine nextLine) {
     if (!line) {
       return {};
     }
-    written = writeEvents(answerLine(stub, line->text()));
+    const auto answer = answerLine(stub, line->text());
+    written = answer ? writeEvents(*answer) : std::unexpected(answer.error());
     if (!written) {
       written = writeEvents(answerWith(stub, BridgeErrorEvent{written.error().description}));
     }

@@ -44,8 +44,8 @@ std::string timestampOf(std::chrono::sys_seconds second) {
   return text;
 }
 
-// Differs from process to process, so that their identifiers do. The time does too, if the
-// operating system has no random bytes.
+// A different number in each process, so that no two give the same identifiers: random bytes, or
+// the time if the operating system has none.
 std::uint64_t seed() {
   std::array<std::uint8_t, sizeof(std::uint64_t)> bytes{};
   if (fillWithRandomBytes(bytes)) {

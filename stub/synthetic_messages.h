@@ -13,9 +13,10 @@ namespace ferncrest {
 /// Gives messages their identifiers and times.
 class MessageStamps {
  public:
+  /// Seeds the generator of identifiers, with random bytes of the operating system if it has any.
   MessageStamps();
 
-  /// Puts a new random UUID (version 4) in upper case into `id`.
+  /// Puts a new random UUID (version 4) in upper case into `id`: unique, but no secret.
   void newMessageId(std::string& id);
 
   /// The current UTC time as ISO 8601 with whole seconds and "Z", borrowed until the next call.

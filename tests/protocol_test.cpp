@@ -35,7 +35,7 @@ Decoded withoutAttachments(Decoded decoded) {
 std::string outcomeOf(const std::string& line) {
   const std::string json = exchanged(line, '\'', '"');
   const Decoded envelope = decodeEnvelope(json);
-  EXPECT_TRUE(decodeEnvelope(json, Attachments::dropped) == withoutAttachments(envelope)) << json;
+  EXPECT_EQ(decodeEnvelope(json, Attachments::dropped), withoutAttachments(envelope)) << json;
   if (envelope) {
     return exchanged(encodeEnvelope(*envelope), '"', '\'');
   }

@@ -135,7 +135,7 @@ for end in ends:
 
 # Values where nobody needs them and where a string is needed, and everything that is one edit away.
 anything = (r'[-10.50e+1,0,123456789012345678901e999,true,false,null,"\b\ud83d\uDE00\u00e9",'
-            r'{"\\":{},"":0},"\/\/",[[]]]')
+            r'{"\\":{},"":0},"\/\n\/\r",[[]]]')
 string = r'"a\"\\\/\b\f\n\r\t\u0000\ud7ff\ud83d\uDE00\uffff"'
 rows += verdicts(f'{{"x":{value},{STOP[1:]}' for value in edited(anything))
 rows += verdicts(STOP.replace('"whatsapp"', value) for value in edited(string))

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <string_view>
 #include <utility>
 
 #include "platform/fd.h"
@@ -66,12 +67,14 @@ LaunchToken::~LaunchToken() {
 Outcome LaunchToken::makeText() {
   constexpr std::string_view digits = "0123456789abcdef";
   std::array<std::uint8_t, tokenBytes> bytes{};
-  Outcome filled = fillWithRandomBytes(bytes);
+  if (Outcome filled = fillWithRandomBytes(bytes); !filled) {
+    return filled;
+  }
   for (const std::uint8_t byte : bytes) {
     text_ += digits[byte >> 4U];
     text_ += digits[byte & 0xFU];
   }
-  return filled;
+  return {};
 }
 
 Outcome LaunchToken::writeFile() const {
