@@ -21,7 +21,7 @@ std::string encodeEnvelopeLine(const BridgeEnvelope& envelope);
 void encodeEnvelopeLine(const BridgeEnvelope& envelope, std::string& line);
 
 /// What becomes of the attachments of a message. Dropped ones are checked all the same, but leave
-/// an empty list, which saves much time and memory.
+/// an empty list, which saves time and memory.
 enum class Attachments : unsigned char { kept, dropped };
 
 /// The envelope in `text`, which must be valid UTF-8 and exactly one JSON value. Malformed JSON
